@@ -1,0 +1,13 @@
+# Warnings and sanitizers for every target of the project.
+if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+    add_compile_options(-Wall -Wextra)
+    if(QUILLAR_WARNINGS_AS_ERRORS)
+        add_compile_options(-Werror)
+    endif()
+    if(QUILLAR_SANITIZE)
+        add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+        add_link_options(-fsanitize=address,undefined)
+    endif()
+elseif(MSVC)
+    add_compile_options(/W4 /permissive-)
+endif()

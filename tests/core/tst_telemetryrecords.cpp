@@ -1,0 +1,120 @@
+#include "devicerecords.h"
+#include "forcesrecord.h"
+#include "telemetry.h"
+
+#include <QMetaType>
+#include <QtTest>
+#include <cmath>
+#include <cstring>
+
+class TestTelemetryRecords : public QObject {
+    Q_OBJECT
+
+private slots:
+    void fieldsAreInTheirOrder() {
+        // Fifteen fields in a fixed order: the flow angles of axes 0..2 are fields 1..3.
+        QCOMPARE(offsetof(Telemetry, verticalSpeed), size_t(0));
+        QCOMPARE(offsetof(Telemetry, aileronsFlowAngle), size_t(4));
+        QCOMPARE(offsetof(Telemetry, aoa), size_t(8));
+        QCOMPARE(offsetof(Telemetry, sideslip), size_t(12));
+        QCOMPARE(offsetof(Telemetry, rollRate), size_t(16));
+        QCOMPARE(offsetof(Telemetry, gForce), size_t(20));
+        QCOMPARE(offsetof(Telemetry, propAirflow), size_t(24));
+        QCOMPARE(offsetof(Telemetry, trimmerRoll), size_t(28));
+        QCOMPARE(offsetof(Telemetry, trimmerPitch), size_t(32));
+        QCOMPARE(offsetof(Telemetry, trimmerYaw), size_t(36));
+        QCOMPARE(offsetof(Telemetry, gear), size_t(40));
+        QCOMPARE(offsetof(Telemetry, airbrake), size_t(44));
+        QCOMPARE(offsetof(Telemetry, flaps), size_t(48));
+        QCOMPARE(offsetof(Telemetry, onGround), size_t(52));
+        QVERIFY(offsetof(Telemetry, airspeed) > offsetof(Telemetry, onGround));
+        QCOMPARE(sizeof(Telemetry::Source), size_t(4));
+    }
+
+    void sourceValues() {
+        QCOMPARE(int(Telemetry::TELEMETRY_SOURCE_NONE), 0);
+        QCOMPARE(int(Telemetry::TELEMETRY_SOURCE_MSFS), 1);
+        QCOMPARE(int(Telemetry::TELEMETRY_SOURCE_DCS), 2);
+        QCOMPARE(int(Telemetry::TELEMETRY_SOURCE_IL2), 3);
+        QCOMPARE(int(Telemetry::TELEMETRY_SOURCE_WARTHUNDER), 4);
+        QCOMPARE(int(Telemetry::TELEMETRY_SOURCE_CONDOR), 5);
+    }
+
+    void zeroByDefault() {
+        const Telemetry t;
+        QCOMPARE(t.verticalSpeed, 0.0f);
+        QCOMPARE(t.aoa, 0.0f);
+        QCOMPARE(t.gear, 0.0f);
+        QCOMPARE(t.onGround, false);
+        QCOMPARE(t.getAirspeed(), 0.0f);
+        const Forces f;
+        for (int axis = 0; axis < 3; ++axis) {
+            QCOMPARE(f[axis].force, 0.0f);
+            QCOMPARE(f[axis].periodic, 0.0f);
+            QCOMPARE(f[axis].springGain, 0.0f);
+        }
+        QCOMPARE(sizeof(Forces), size_t(36));
+        QCOMPARE(offsetof(AxisForces, force), size_t(0));
+        QCOMPARE(offsetof(AxisForces, periodic), size_t(4));
+        QCOMPARE(offsetof(AxisForces, springGain), size_t(8));
+        const PositionInput p;
+        QCOMPARE(p.roll + p.pitch + p.yaw, 0.0f);
+    }
+
+    void airspeedIsClampedOnReadOnly() {
+        Telemetry t;
+        t.setAirspeed(-5);
+        QCOMPARE(t.getAirspeed(), 0.0f);
+        QCOMPARE(t.airspeed, -5.0f);
+        t.setAirspeed(1500);
+        QCOMPARE(t.getAirspeed(), 1000.0f);
+        QCOMPARE(t.airspeed, 1500.0f);
+        t.setAirspeed(321.5f);
+        QCOMPARE(t.getAirspeed(), 321.5f);
+    }
+
+    void nonFiniteAirspeed() {
+        Telemetry t;
+        t.setAirspeed(INFINITY);
+        QCOMPARE(t.getAirspeed(), 1000.0f);
+        t.setAirspeed(-INFINITY);
+        QCOMPARE(t.getAirspeed(), 0.0f);
+        t.setAirspeed(NAN);
+        QVERIFY(std::isnan(t.getAirspeed()));
+    }
+
+    void flowAngleByAxis() {
+        Telemetry t;
+        t.aileronsFlowAngle = 1;
+        t.aoa = 2;
+        t.sideslip = 3;
+        QCOMPARE(t.flowAngle(0), 1.0f);
+        QCOMPARE(t.flowAngle(1), 2.0f);
+        QCOMPARE(t.flowAngle(2), 3.0f);
+        QCOMPARE(t.flowAngle(3), 0.0f);
+    }
+
+    void copiesByValue() {
+        Telemetry a;
+        a.gForce = 3;
+        a.onGround = true;
+        Telemetry b = a;
+        a.gForce = 1;
+        QCOMPARE(b.gForce, 3.0f);
+        QVERIFY(b.onGround);
+        Telemetry c;
+        std::memcpy(&c, &b, sizeof c);
+        QCOMPARE(c.gForce, 3.0f);
+    }
+
+    void registeredAsMetaTypes() {
+        QVERIFY(QMetaType::fromName("Telemetry::Source").isValid());
+        QVERIFY(QMetaType::fromType<Telemetry>().isValid());
+        QVERIFY(QMetaType::fromType<Forces>().isValid());
+        QVariant v = QVariant::fromValue(Telemetry::TELEMETRY_SOURCE_CONDOR);
+        QCOMPARE(v.value<Telemetry::Source>(), Telemetry::TELEMETRY_SOURCE_CONDOR);
+    }
+};
+
+QTEST_APPLESS_MAIN(TestTelemetryRecords)
+#include "tst_telemetryrecords.moc"
