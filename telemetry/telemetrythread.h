@@ -1,0 +1,42 @@
+#pragma once
+
+#include "sourcerecords.h"
+#include "telemetry.h"
+
+#include <QObject>
+#include <QString>
+
+class QTimer;
+class TelemetrySource;
+
+// The telemetry worker: owns one source per simulator, polls them every 20 ms on its own thread, and
+// forwards what the active source delivers.
+class TelemetryThread : public QObject {
+    Q_OBJECT
+
+public:
+    explicit TelemetryThread(QObject *parent = nullptr);
+
+    Telemetry::Source currentActiveSource() const { return activeSource; }
+    // The table entry for a source value (entry 0 is always empty); null outside 0..5.
+    TelemetrySource *source(int index) const;
+
+signals:
+    void msfsTelemetryChanged(MSFSTelemetry telemetry);
+    void dcsTelemetryChanged(DCSTelemetry telemetry);
+    void shturmovikTelemetryChanged(ShturmovikTelemetry telemetry);
+    void condor2TelemetryChanged(Condor2Telemetry telemetry);
+    void warthunderTelemetryChanged(WarthunderTelemetry telemetry);
+    void telemetrySourceChanged(Telemetry::Source source, QString flightModule);
+    void telemetryEnded();
+    void landed(float verticalSpeed, float airspeed);
+
+public slots:
+    void start();
+    void onTimeout();
+
+private:
+    QTimer *timer = nullptr;
+    Telemetry::Source activeSource = Telemetry::TELEMETRY_SOURCE_NONE;
+    TelemetrySource *sources[Telemetry::SourceCount] = {};
+};
