@@ -1,0 +1,5 @@
+#include "telemetrysourcemsfs.h"
+
+TelemetrySourceMSFS::TelemetrySourceMSFS(QObject *parent) : TelemetrySource(parent) {}
+
+void TelemetrySourceMSFS::poll() {}
