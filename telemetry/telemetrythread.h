@@ -5,6 +5,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QUrl>
 
 class QTimer;
 class TelemetrySource;
@@ -15,7 +16,17 @@ class TelemetryThread : public QObject {
     Q_OBJECT
 
 public:
+    // Where the sources listen and ask. The defaults are the simulators' fixed ports and address; port 0
+    // takes any free port (the source's socket then tells which).
+    struct Endpoints {
+        quint16 dcsPort = 29778;
+        quint16 shturmovikPort = 29777;
+        quint16 condor2Port = 55278;
+        QUrl warthunderUrl = QUrl(QStringLiteral("http://127.0.0.1:8111/state"));
+    };
+
     explicit TelemetryThread(QObject *parent = nullptr);
+    explicit TelemetryThread(const Endpoints &endpoints, QObject *parent = nullptr);
 
     Telemetry::Source currentActiveSource() const { return activeSource; }
     // The table entry for a source value (entry 0 is always empty); null outside 0..5.

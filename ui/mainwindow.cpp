@@ -1,9 +1,132 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
-MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(std::make_unique<Ui::MainWindow>()) {
+#include "mainbackgroundthread.h"
+#include "statuswidget.h"
+#include "threeaxiseffectswidget.h"
+
+#include <QDebug>
+#include <QDesktopServices>
+#include <QMessageBox>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QPushButton>
+#include <QScreen>
+#include <QThread>
+#include <QTimer>
+
+#ifndef QUILLAR_UPDATE_BASE_URL
+#define QUILLAR_UPDATE_BASE_URL ""
+#endif
+
+MainWindow::MainWindow(QWidget *parent)
+    : MainWindow(UpdateCheck::Endpoint{QStringLiteral(QUILLAR_UPDATE_BASE_URL)}, parent) {}
+
+MainWindow::MainWindow(const UpdateCheck::Endpoint &updateEndpoint, QWidget *parent)
+    : QMainWindow(parent), ui(std::make_unique<Ui::MainWindow>()),
+      // A plain path in the working directory, beside the profiles, not a compiled-in resource.
+      icon(std::make_unique<QIcon>(QStringLiteral("vortane_logo_icon_inverted.png"))),
+      updateEndpoint(updateEndpoint), network(new QNetworkAccessManager(this)),
+      updateRequest(std::make_unique<QNetworkRequest>(UpdateCheck::manifestRequest(updateEndpoint))),
+      worker(new MainBackgroundThread()), runUpdateDialog([](QMessageBox &box) { box.exec(); }) {
     ui->setupUi(this);
+    setWindowIcon(*icon);
     setWindowTitle(QStringLiteral("Vortane Quillar (%1)").arg(ApplicationVersion));
+
+    connectPanels();
+
+    // Both fire once the event loop runs, so startCycle runs in the worker's own thread.
+    auto *startTimer = new QTimer();
+    startTimer->setSingleShot(true);
+    connect(startTimer, &QTimer::timeout, worker, &MainBackgroundThread::startCycle);
+    connect(startTimer, &QTimer::timeout, startTimer, &QObject::deleteLater);
+    startTimer->start();
+
+    // Never quit, waited for or deleted: the process ends with the thread still running.
+    auto *thread = new QThread();
+    thread->start(QThread::InheritPriority);
+    worker->moveToThread(thread);
+
+    startUpdateCheck();
 }
 
 MainWindow::~MainWindow() = default;
+
+void MainWindow::setUpdateDialogRunner(UpdateDialogRunner runner) {
+    runUpdateDialog = std::move(runner);
+}
+
+QPoint MainWindow::centredPosition(const QSize &screen, const QSize &window) {
+    return QPoint((screen.width() - window.width()) / 2, (screen.height() - window.height()) / 2);
+}
+
+void MainWindow::centreOnPrimaryScreen() {
+    if (const QScreen *screen = QGuiApplication::primaryScreen()) {
+        move(centredPosition(screen->geometry().size(), geometry().size()));
+    }
+}
+
+void MainWindow::connectPanels() {
+    StatusWidget *status = ui->status_widget;
+    connect(status, &StatusWidget::telemetryOverrideDisabled, worker,
+            &MainBackgroundThread::disableTelemetryOverride);
+    connect(status, &StatusWidget::telemetryOverrideEnabled, worker,
+            &MainBackgroundThread::enableTelemetryOverride);
+    connect(status, &StatusWidget::telemetryOverrided, worker, &MainBackgroundThread::overrideTelemetry);
+    connect(status, &StatusWidget::landed, worker, &MainBackgroundThread::setLanded);
+
+    ThreeAxisEffectsWidget *editor = ui->effect_settings_widget;
+    connect(status, &StatusWidget::profileActivationEnabled, editor,
+            &ThreeAxisEffectsWidget::enableProfileActivation);
+    connect(status, &StatusWidget::profileActivationDisabled, editor,
+            &ThreeAxisEffectsWidget::disableProfileActivation);
+    connect(editor, &ThreeAxisEffectsWidget::suddenValueChange, worker,
+            &MainBackgroundThread::changeSettingsSuddenly);
+    connect(editor, &ThreeAxisEffectsWidget::moderateValueChange, worker,
+            &MainBackgroundThread::changeSettingsModerately);
+
+    connect(worker, &MainBackgroundThread::telemetryChanged, status, &StatusWidget::changeTelemetry);
+    connect(worker, &MainBackgroundThread::telemetrySourceChanged, status,
+            &StatusWidget::changeTelemetrySource);
+    connect(worker, &MainBackgroundThread::telemetrySourceChanged, editor,
+            &ThreeAxisEffectsWidget::activateProfileFor);
+    connect(worker, &MainBackgroundThread::telemetryEnded, status, &StatusWidget::endTelemetry);
+    connect(worker, &MainBackgroundThread::joystickConnected, status, &StatusWidget::connectJoystick);
+    connect(worker, &MainBackgroundThread::joystickDisconnected, status, &StatusWidget::disconnectJoystick);
+    connect(worker, &MainBackgroundThread::rudderConnected, status, &StatusWidget::connectRudder);
+    connect(worker, &MainBackgroundThread::rudderDisconnected, status, &StatusWidget::disconnectRudder);
+    connect(worker, &MainBackgroundThread::positionChanged, status, &StatusWidget::changePosition);
+}
+
+void MainWindow::startUpdateCheck() {
+    updateReply = network->get(*updateRequest);
+    connect(updateReply, &QNetworkReply::finished, this, &MainWindow::updateCheckFinished);
+}
+
+void MainWindow::updateCheckFinished() {
+    QNetworkReply *reply = updateReply;
+    updateReply = nullptr;
+    if (!reply) {
+        return;
+    }
+    // The one diagnostic line of the program; nothing is shown and nothing is retried.
+    if (reply->error() != QNetworkReply::NoError) {
+        qDebug() << "error" << reply->error();
+        reply->deleteLater();
+        return;
+    }
+    const UpdateCheck::Manifest manifest = UpdateCheck::parseManifest(reply->readAll());
+    if (UpdateCheck::offersUpdate(manifest, ApplicationVersion)) {
+        UpdateCheck::Dialog dialog = UpdateCheck::buildDialog(manifest, ApplicationVersion);
+        runUpdateDialog(*dialog.box);
+        if (dialog.box->clickedButton() == dialog.download) {
+            QDesktopServices::openUrl(UpdateCheck::downloadPageUrl(updateEndpoint.baseUrl));
+        }
+    }
+    reply->deleteLater();
+}
+
+// Compiled here rather than in the library's shared moc unit, so linking a panel alone does not pull in the
+// worker and its hidapi calls.
+#include "moc_mainwindow.cpp"

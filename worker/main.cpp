@@ -1,17 +1,15 @@
 #include "mainwindow.h"
 
 #include <QApplication>
-#include <QScreen>
 
 int main(int argc, char *argv[]) {
+    // On Linux argv already arrives as UTF-8 bytes; only Windows needs its wide command line converted first.
     QApplication application(argc, argv);
     auto *window = new MainWindow();
     window->show();
-    // Centred from sizes only: the primary screen's own top-left corner is not added.
-    const QRect screen = QGuiApplication::primaryScreen()->geometry();
-    window->move((screen.width() - window->geometry().width()) / 2,
-                 (screen.height() - window->geometry().height()) / 2);
+    window->centreOnPrimaryScreen();
     const int exitCode = application.exec();
+    // The workers and their threads are left running on purpose: the process simply ends.
     delete window;
     return exitCode;
 }

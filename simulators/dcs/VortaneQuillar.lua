@@ -1,0 +1,147 @@
+-- Vortane Quillar telemetry export for DCS World.
+--
+-- Sends the flight state to Vortane Quillar on this machine (UDP 127.0.0.1:29778), at most 50 times a
+-- second, as one line of ten ";"-separated fields:
+--   aircraft;IAS km/h;vertical speed m/s;angle of attack deg;g;gear 0..1;airbrake 0..1;flaps 0..1;
+--   engine RPM %;weight on wheels 0/1
+--
+-- Install: copy this file to Saved Games\DCS\Scripts\ and append this one line to
+-- Saved Games\DCS\Scripts\Export.lua (create the file if it does not exist):
+--   local lfs=require('lfs'); dofile(lfs.writedir()..'Scripts/VortaneQuillar.lua')
+--
+-- Other exporters keep working: the callbacks defined before this file runs are kept and called.
+
+if VortaneQuillarExport then
+    return -- loaded twice (the line appended twice): the first copy already sends
+end
+
+VortaneQuillarExport = {
+    host = "127.0.0.1",
+    port = 29778,
+    interval = 0.02, -- seconds between datagrams: 50 Hz is plenty and keeps the frame callback cheap
+    -- LoGetAngleOfAttack() is documented as radians but delivers degrees on the modules we know; the
+    -- application expects degrees. Set to 57.2958 for a module that really reports radians.
+    aoaScale = 1,
+}
+
+local exporter = VortaneQuillarExport
+local previousStart = LuaExportStart
+local previousAfterNextFrame = LuaExportAfterNextFrame
+local previousStop = LuaExportStop
+
+-- Numbers always with a decimal point, whatever the C locale of the game says.
+local function number(value)
+    if type(value) ~= "number" or value ~= value or value == math.huge or value == -math.huge then
+        value = 0 -- nil, NaN or infinite
+    end
+    return (string.format("%.3f", value):gsub(",", "."))
+end
+
+-- Calls an export function that may be missing or fail on some modules or before the aircraft exists.
+local function get(name, ...)
+    local f = _G[name]
+    if type(f) ~= "function" then
+        return nil
+    end
+    local ok, result = pcall(f, ...)
+    if ok then
+        return result
+    end
+    return nil
+end
+
+local function field(t, ...)
+    for _, key in ipairs({ ... }) do
+        if type(t) ~= "table" then
+            return nil
+        end
+        t = t[key]
+    end
+    return t
+end
+
+local function compressed(argument)
+    local value = get("LoGetAircraftDrawArgumentValue", argument)
+    return type(value) == "number" and value > 0
+end
+
+function exporter.datagram()
+    local name = field(get("LoGetSelfData"), "Name")
+    name = type(name) == "string" and name:gsub("[;\r\n]", "_") or ""
+
+    local ias = get("LoGetIndicatedAirSpeed")
+    local mech = get("LoGetMechInfo")
+    local rpmLeft = field(get("LoGetEngineInfo"), "RPM", "left")
+    local rpmRight = field(get("LoGetEngineInfo"), "RPM", "right")
+    local rpm = math.max(type(rpmLeft) == "number" and rpmLeft or 0, type(rpmRight) == "number" and rpmRight or 0)
+    local aoa = get("LoGetAngleOfAttack")
+    -- Nose strut (1) or either main strut (4, 6) compressed.
+    local onGround = (compressed(1) or compressed(4) or compressed(6)) and 1 or 0
+
+    return table.concat({
+        name,
+        number(type(ias) == "number" and ias * 3.6 or 0),
+        number(get("LoGetVerticalVelocity")),
+        number(type(aoa) == "number" and aoa * exporter.aoaScale or 0),
+        number(field(get("LoGetAccelerationUnits"), "y")),
+        number(field(mech, "gear", "value")),
+        number(field(mech, "speedbrakes", "value")),
+        number(field(mech, "flaps", "value")),
+        number(rpm),
+        tostring(onGround),
+    }, ";")
+end
+
+local function start()
+    package.path = package.path .. ";.\\LuaSocket\\?.lua"
+    package.cpath = package.cpath .. ";.\\LuaSocket\\?.dll"
+    local socket = require("socket")
+    exporter.socket = socket.udp()
+    -- Never block the frame: a socket with a timeout is the classic cause of DCS stutter.
+    exporter.socket:settimeout(0)
+    exporter.socket:setpeername(exporter.host, exporter.port)
+    exporter.lastSent = nil
+end
+
+local function afterNextFrame()
+    if not exporter.socket then
+        return
+    end
+    local now = get("LoGetModelTime") or os.clock()
+    -- A new mission restarts the model time: start counting again.
+    -- The 0.1 ms slack keeps frames that land exactly on the interval from being skipped by rounding.
+    if exporter.lastSent and now >= exporter.lastSent and now - exporter.lastSent < exporter.interval - 0.0001 then
+        return
+    end
+    exporter.lastSent = now
+    exporter.socket:send(exporter.datagram())
+end
+
+local function stop()
+    if exporter.socket then
+        exporter.socket:close()
+        exporter.socket = nil
+    end
+end
+
+-- Our own work never breaks the other exporters' callbacks, and theirs are called exactly as before.
+function LuaExportStart()
+    pcall(start)
+    if previousStart then
+        previousStart()
+    end
+end
+
+function LuaExportAfterNextFrame()
+    pcall(afterNextFrame)
+    if previousAfterNextFrame then
+        previousAfterNextFrame()
+    end
+end
+
+function LuaExportStop()
+    pcall(stop)
+    if previousStop then
+        previousStop()
+    end
+end

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "effectsettings.h"
+
+#include <QWidget>
+#include <memory>
+
+namespace Ui {
+class GenericShakerSettingsWidget;
+}
+
+// Edits a speed-dependent shaker (gear, flaps, airbrakes, ground rolling): strength, speed and frequency
+// ranges.
+class GenericShakerSettingsWidget : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit GenericShakerSettingsWidget(QWidget *parent = nullptr);
+    ~GenericShakerSettingsWidget() override;
+
+    // Edits these settings from now on (null: nothing) and shows them.
+    void setSettings(GenericSpeedDependantShakerSettings *settings);
+    // Shows the settings as they are, without raising any signal.
+    void refresh();
+
+signals:
+    void settingsChanged();
+
+private slots:
+    void on_min_effect_strength_speed_valueChanged(int arg1);
+    void on_max_effect_strength_speed_valueChanged(int arg1);
+    void on_min_effect_frequency_valueChanged(int arg1);
+    void on_max_effect_frequency_valueChanged(int arg1);
+
+private:
+    std::unique_ptr<Ui::GenericShakerSettingsWidget> ui;
+    GenericSpeedDependantShakerSettings *settings = nullptr;
+};
