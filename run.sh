@@ -13,4 +13,6 @@ if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ] && [ -z "${QT_QPA_PLAT
     export QT_QPA_PLATFORM=offscreen
 fi
 
-exec "$QUILLAR_ROOT/build/quillar" "$@"
+# The launcher runs the program in the user's data folder, where the icon and "effect_profiles" live,
+# so rebuilding or cleaning the checkout never touches a profile.
+exec "$QUILLAR_ROOT/scripts/launch.sh" "$QUILLAR_ROOT/build/quillar" "$@"

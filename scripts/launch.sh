@@ -5,21 +5,29 @@
 #
 #   launch.sh [<path-to-quillar> [arguments...]]
 #
-# Without a program path it starts the "quillar" that sits beside this script (the installed layout, where
-# this script is "quillar-launch"). The data folder is $XDG_DATA_HOME/vortane-quillar, by default
+# A first argument holding a "/" is the program. Without one it starts the "quillar" that sits beside this
+# script (the installed layout, where this script is "quillar-launch"). The data folder is $XDG_DATA_HOME/vortane-quillar, by default
 # ~/.local/share/vortane-quillar; the icon is copied there once if it is missing.
 set -eu
 
 here=$(cd "$(dirname "$0")" && pwd)
 
-if [ $# -gt 0 ] && [ -f "$1" ] && [ -x "$1" ]; then
-    program=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
-    shift
-else
-    program="$here/quillar"
+program="$here/quillar"
+if [ $# -gt 0 ]; then
+    case "$1" in
+    */*)
+        # A path to the program; made absolute because the working directory changes below.
+        if [ ! -d "$(dirname "$1")" ]; then
+            echo "launch.sh: no program at $1" >&2
+            exit 1
+        fi
+        program=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
+        shift
+        ;;
+    esac
 fi
-if [ ! -x "$program" ]; then
-    echo "launch.sh: cannot find the Vortane Quillar program at $program" >&2
+if [ ! -f "$program" ] || [ ! -x "$program" ]; then
+    echo "launch.sh: no program at $program" >&2
     exit 1
 fi
 

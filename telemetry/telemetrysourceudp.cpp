@@ -22,7 +22,10 @@ quint16 TelemetrySourceUdp::localPort() const {
 void TelemetrySourceUdp::firstSecondHook(float) {}
 
 void TelemetrySourceUdp::poll() {
-    if (!socket->hasPendingDatagrams()) {
+    // A socket whose port was taken never bound: it has nothing to read, and asking it anyway would make Qt
+    // complain on every tick.
+    const bool bound = socket->state() == QAbstractSocket::BoundState;
+    if (!bound || !socket->hasPendingDatagrams()) {
         if (active && lastDatagramTimer.hasExpired(EndAfterSilenceMs)) {
             emitIdleTelemetry();
             emit telemetryEnded();

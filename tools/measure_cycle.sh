@@ -26,7 +26,7 @@ done
 
 preload="$build/tests/support/libquillar_hid_preload.so"
 case "$program" in
-    harness) exe="$build/worker/tools/quillar_cycle_harness" ;;
+    harness) exe="$build/tools/quillar_cycle_harness" ;;
     quillar) exe="$build/quillar" ;;
     *) echo "unknown program: $program" >&2; exit 2 ;;
 esac

@@ -1,6 +1,8 @@
 #include "statuswidget.h"
 #include "ui_statuswidget.h"
 
+#include <QStyle>
+
 namespace {
 QString numberText(float value) {
     return QString::number(value, 'g', 6);
@@ -11,6 +13,10 @@ const QString NotDetected = QStringLiteral("Not detected");
 
 StatusWidget::StatusWidget(QWidget *parent) : QWidget(parent), ui(std::make_unique<Ui::StatusWidget>()) {
     ui->setupUi(this);
+    // The panel scrolls vertically when the window is short, so the window keeps its 909 x 539 start size;
+    // it never scrolls sideways, so it claims the width its rows need plus room for the scroll bar.
+    ui->status_scroll_area->setMinimumWidth(ui->status_scroll_contents->minimumSizeHint().width() +
+                                            style()->pixelMetric(QStyle::PM_ScrollBarExtent));
     redrawTelemetry();
 }
 
