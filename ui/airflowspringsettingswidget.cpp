@@ -3,6 +3,7 @@
 #include "settingscontrols.h"
 #include "ui_airflowspringsettingswidget.h"
 
+using SettingsControls::bindValue;
 using SettingsControls::setLimits;
 using SettingsControls::showValue;
 
@@ -13,19 +14,17 @@ constexpr int EndAirspeedMaximum = 1000;
 AirflowSpringSettingsWidget::AirflowSpringSettingsWidget(QWidget *parent)
     : QWidget(parent), ui(new Ui::AirflowSpringSettingsWidget) {
     ui->setupUi(this);
-    const auto bind = [this](QSpinBox *spin, float AirflowSpringSettings::*field) {
-        connect(spin, &QSpinBox::valueChanged, this, [this, field](int value) {
-            if (!settings)
-                return;
-            settings->*field = float(value);
-            emit settingsChanged();
-        });
-    };
-    bind(ui->total_effect_strength, &AirflowSpringSettings::total_effect_strength);
-    bind(ui->airspeed_force_spinner, &AirflowSpringSettings::airspeed_force);
-    bind(ui->thrust_force_spinner, &AirflowSpringSettings::thrust_force);
-    bind(ui->attenuation_strength, &AirflowSpringSettings::attenuation_strength);
-    bind(ui->local_aoa_influence_strength, &AirflowSpringSettings::local_aoa_influence_strength);
+    const auto changed = [this] { emit settingsChanged(); };
+    bindValue(this, ui->total_effect_strength,
+              [this] { return settings ? &settings->total_effect_strength : nullptr; }, changed);
+    bindValue(this, ui->airspeed_force_spinner,
+              [this] { return settings ? &settings->airspeed_force : nullptr; }, changed);
+    bindValue(this, ui->thrust_force_spinner,
+              [this] { return settings ? &settings->thrust_force : nullptr; }, changed);
+    bindValue(this, ui->attenuation_strength,
+              [this] { return settings ? &settings->attenuation_strength : nullptr; }, changed);
+    bindValue(this, ui->local_aoa_influence_strength,
+              [this] { return settings ? &settings->local_aoa_influence_strength : nullptr; }, changed);
 }
 
 AirflowSpringSettingsWidget::~AirflowSpringSettingsWidget() = default;

@@ -5,6 +5,8 @@
 #include <QWidget>
 #include <memory>
 
+class RangeControls;
+
 namespace Ui {
 class AoAShakerSettingsWidget;
 }
@@ -36,4 +38,7 @@ private slots:
 private:
     std::unique_ptr<Ui::AoAShakerSettingsWidget> ui;
     AoAShakerSettings *settings = nullptr;
+    std::unique_ptr<RangeControls> speedRange;
+    std::unique_ptr<RangeControls> angleRange;
+    std::unique_ptr<RangeControls> frequencyRange;
 };

@@ -1,42 +1,27 @@
 #include "condorshakersettingswidget.h"
 
+#include "rangecontrols.h"
 #include "settingscontrols.h"
 #include "ui_condorshakersettingswidget.h"
 
-using SettingsControls::setLimits;
+using SettingsControls::bindValue;
 using SettingsControls::showValue;
 
 CondorShakerSettingsWidget::CondorShakerSettingsWidget(QWidget *parent)
     : QWidget(parent), ui(new Ui::CondorShakerSettingsWidget) {
     ui->setupUi(this);
-    connect(ui->total_effect_strength, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->total_effect_strength = float(value);
-        emit settingsChanged();
-    });
-    connect(ui->frequency_exponent, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->frequency.exp = float(value);
-        emit settingsChanged();
-    });
-    connect(ui->min_effect_frequency, &QSpinBox::valueChanged, this, [this](int value) {
-        setLimits(ui->max_effect_frequency, ui->max_effect_frequency_slider, value,
-                  ui->max_effect_frequency->maximum());
-        if (!settings)
-            return;
-        settings->frequency.min = float(value);
-        emit settingsChanged();
-    });
-    connect(ui->max_effect_frequency, &QSpinBox::valueChanged, this, [this](int value) {
-        setLimits(ui->min_effect_frequency, ui->min_effect_frequency_slider,
-                  ui->min_effect_frequency->minimum(), value);
-        if (!settings)
-            return;
-        settings->frequency.max = float(value);
-        emit settingsChanged();
-    });
+    const auto changed = [this] { emit settingsChanged(); };
+    bindValue(this, ui->total_effect_strength,
+              [this] { return settings ? &settings->total_effect_strength : nullptr; }, changed);
+    bindValue(this, ui->frequency_exponent,
+              [this] { return settings ? &settings->frequency.exp : nullptr; }, changed);
+    frequencyRange =
+        RangeControls::frequency(*ui, [this] { return settings ? &settings->frequency : nullptr; }, changed);
+    // The form has no slots of its own for the range, so the pair is connected here.
+    connect(ui->min_effect_frequency, &QSpinBox::valueChanged, this,
+            [this](int value) { frequencyRange->onMinChanged(value); });
+    connect(ui->max_effect_frequency, &QSpinBox::valueChanged, this,
+            [this](int value) { frequencyRange->onMaxChanged(value); });
 }
 
 CondorShakerSettingsWidget::~CondorShakerSettingsWidget() = default;
@@ -51,12 +36,5 @@ void CondorShakerSettingsWidget::refresh() {
         return;
     showValue(ui->total_effect_strength, ui->total_effect_strength_slider, settings->total_effect_strength);
     showValue(ui->frequency_exponent, ui->frequency_exponent_slider, settings->frequency.exp);
-    setLimits(ui->min_effect_frequency, ui->min_effect_frequency_slider, 0, 100);
-    setLimits(ui->max_effect_frequency, ui->max_effect_frequency_slider, 0, 100);
-    showValue(ui->min_effect_frequency, ui->min_effect_frequency_slider, settings->frequency.min);
-    showValue(ui->max_effect_frequency, ui->max_effect_frequency_slider, settings->frequency.max);
-    setLimits(ui->min_effect_frequency, ui->min_effect_frequency_slider, 0,
-              ui->max_effect_frequency->value());
-    setLimits(ui->max_effect_frequency, ui->max_effect_frequency_slider, ui->min_effect_frequency->value(),
-              100);
+    frequencyRange->show();
 }

@@ -5,6 +5,8 @@
 #include <QWidget>
 #include <memory>
 
+class RangeControls;
+
 namespace Ui {
 class CondorShakerSettingsWidget;
 }
@@ -28,4 +30,5 @@ signals:
 private:
     std::unique_ptr<Ui::CondorShakerSettingsWidget> ui;
     CondorShakerSettings *settings = nullptr;
+    std::unique_ptr<RangeControls> frequencyRange;
 };

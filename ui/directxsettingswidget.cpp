@@ -3,36 +3,21 @@
 #include "settingscontrols.h"
 #include "ui_directxsettingswidget.h"
 
-using SettingsControls::setLimits;
+using SettingsControls::bindValue;
 using SettingsControls::showValue;
 
 DirectXSettingsWidget::DirectXSettingsWidget(QWidget *parent)
     : QWidget(parent), ui(new Ui::DirectXSettingsWidget) {
     ui->setupUi(this);
-    connect(ui->total_effect_strength, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->total_effect_strength = float(value);
-        emit settingsChanged();
-    });
-    connect(ui->spring_effect_strength, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->force = float(value);
-        emit settingsChanged();
-    });
-    connect(ui->trimmer_effect_strength, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->trimmer = float(value);
-        emit settingsChanged();
-    });
-    connect(ui->periodic_effect_strength, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->periodic = float(value);
-        emit settingsChanged();
-    });
+    const auto changed = [this] { emit settingsChanged(); };
+    bindValue(this, ui->total_effect_strength,
+              [this] { return settings ? &settings->total_effect_strength : nullptr; }, changed);
+    bindValue(this, ui->spring_effect_strength,
+              [this] { return settings ? &settings->force : nullptr; }, changed);
+    bindValue(this, ui->trimmer_effect_strength,
+              [this] { return settings ? &settings->trimmer : nullptr; }, changed);
+    bindValue(this, ui->periodic_effect_strength,
+              [this] { return settings ? &settings->periodic : nullptr; }, changed);
 }
 
 DirectXSettingsWidget::~DirectXSettingsWidget() = default;

@@ -5,6 +5,8 @@
 #include <QWidget>
 #include <memory>
 
+class RangeControls;
+
 namespace Ui {
 class GenericShakerSettingsWidget;
 }
@@ -35,4 +37,6 @@ private slots:
 private:
     std::unique_ptr<Ui::GenericShakerSettingsWidget> ui;
     GenericSpeedDependantShakerSettings *settings = nullptr;
+    std::unique_ptr<RangeControls> speedRange;
+    std::unique_ptr<RangeControls> frequencyRange;
 };

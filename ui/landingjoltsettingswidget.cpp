@@ -1,32 +1,24 @@
 #include "landingjoltsettingswidget.h"
 
+#include "rangecontrols.h"
 #include "settingscontrols.h"
 #include "ui_landingjoltsettingswidget.h"
 
-using SettingsControls::setLimits;
+using SettingsControls::bindValue;
 using SettingsControls::showValue;
 
 LandingJoltSettingsWidget::LandingJoltSettingsWidget(QWidget *parent)
     : QWidget(parent), ui(new Ui::LandingJoltSettingsWidget) {
     ui->setupUi(this);
-    connect(ui->total_effect_strength, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->total_effect_strength = float(value);
-        emit settingsChanged();
-    });
-    connect(ui->frequency_exponent, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->frequency.exp = float(value);
-        emit settingsChanged();
-    });
-    connect(ui->effect_time, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->effect_time = value;
-        emit settingsChanged();
-    });
+    const auto changed = [this] { emit settingsChanged(); };
+    bindValue(this, ui->total_effect_strength,
+              [this] { return settings ? &settings->total_effect_strength : nullptr; }, changed);
+    bindValue(this, ui->frequency_exponent,
+              [this] { return settings ? &settings->frequency.exp : nullptr; }, changed);
+    bindValue(this, ui->effect_time, [this] { return settings ? &settings->effect_time : nullptr; }, changed);
+    speedRange = RangeControls::speed(*ui, [this] { return settings ? &settings->speed : nullptr; }, changed);
+    frequencyRange =
+        RangeControls::frequency(*ui, [this] { return settings ? &settings->frequency : nullptr; }, changed);
 }
 
 LandingJoltSettingsWidget::~LandingJoltSettingsWidget() = default;
@@ -42,56 +34,22 @@ void LandingJoltSettingsWidget::refresh() {
     showValue(ui->total_effect_strength, ui->total_effect_strength_slider, settings->total_effect_strength);
     showValue(ui->frequency_exponent, ui->frequency_exponent_slider, settings->frequency.exp);
     showValue(ui->effect_time, ui->effect_time_slider, double(settings->effect_time));
-    setLimits(ui->min_effect_strength_speed, ui->min_effect_strength_speed_slider, 0, 1000);
-    setLimits(ui->max_effect_strength_speed, ui->max_effect_strength_speed_slider, 0, 1000);
-    showValue(ui->min_effect_strength_speed, ui->min_effect_strength_speed_slider, settings->speed.min);
-    showValue(ui->max_effect_strength_speed, ui->max_effect_strength_speed_slider, settings->speed.max);
-    setLimits(ui->min_effect_strength_speed, ui->min_effect_strength_speed_slider, 0,
-              ui->max_effect_strength_speed->value());
-    setLimits(ui->max_effect_strength_speed, ui->max_effect_strength_speed_slider,
-              ui->min_effect_strength_speed->value(), 1000);
-    setLimits(ui->min_effect_frequency, ui->min_effect_frequency_slider, 0, 100);
-    setLimits(ui->max_effect_frequency, ui->max_effect_frequency_slider, 0, 100);
-    showValue(ui->min_effect_frequency, ui->min_effect_frequency_slider, settings->frequency.min);
-    showValue(ui->max_effect_frequency, ui->max_effect_frequency_slider, settings->frequency.max);
-    setLimits(ui->min_effect_frequency, ui->min_effect_frequency_slider, 0,
-              ui->max_effect_frequency->value());
-    setLimits(ui->max_effect_frequency, ui->max_effect_frequency_slider, ui->min_effect_frequency->value(),
-              100);
+    speedRange->show();
+    frequencyRange->show();
 }
 
 void LandingJoltSettingsWidget::on_min_effect_strength_speed_valueChanged(int arg1) {
-    setLimits(ui->max_effect_strength_speed, ui->max_effect_strength_speed_slider, arg1,
-              ui->max_effect_strength_speed->maximum());
-    if (!settings)
-        return;
-    settings->speed.min = float(arg1);
-    emit settingsChanged();
+    speedRange->onMinChanged(arg1);
 }
 
 void LandingJoltSettingsWidget::on_max_effect_strength_speed_valueChanged(int arg1) {
-    setLimits(ui->min_effect_strength_speed, ui->min_effect_strength_speed_slider,
-              ui->min_effect_strength_speed->minimum(), arg1);
-    if (!settings)
-        return;
-    settings->speed.max = float(arg1);
-    emit settingsChanged();
+    speedRange->onMaxChanged(arg1);
 }
 
 void LandingJoltSettingsWidget::on_min_effect_frequency_valueChanged(int arg1) {
-    setLimits(ui->max_effect_frequency, ui->max_effect_frequency_slider, arg1,
-              ui->max_effect_frequency->maximum());
-    if (!settings)
-        return;
-    settings->frequency.min = float(arg1);
-    emit settingsChanged();
+    frequencyRange->onMinChanged(arg1);
 }
 
 void LandingJoltSettingsWidget::on_max_effect_frequency_valueChanged(int arg1) {
-    setLimits(ui->min_effect_frequency, ui->min_effect_frequency_slider, ui->min_effect_frequency->minimum(),
-              arg1);
-    if (!settings)
-        return;
-    settings->frequency.max = float(arg1);
-    emit settingsChanged();
+    frequencyRange->onMaxChanged(arg1);
 }

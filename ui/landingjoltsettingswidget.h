@@ -5,6 +5,8 @@
 #include <QWidget>
 #include <memory>
 
+class RangeControls;
+
 namespace Ui {
 class LandingJoltSettingsWidget;
 }
@@ -34,4 +36,6 @@ private slots:
 private:
     std::unique_ptr<Ui::LandingJoltSettingsWidget> ui;
     JoltSettings *settings = nullptr;
+    std::unique_ptr<RangeControls> speedRange;
+    std::unique_ptr<RangeControls> frequencyRange;
 };

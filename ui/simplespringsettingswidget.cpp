@@ -3,18 +3,15 @@
 #include "settingscontrols.h"
 #include "ui_simplespringsettingswidget.h"
 
-using SettingsControls::setLimits;
+using SettingsControls::bindValue;
 using SettingsControls::showValue;
 
 SimpleSpringSettingsWidget::SimpleSpringSettingsWidget(QWidget *parent)
     : QWidget(parent), ui(new Ui::SimpleSpringSettingsWidget) {
     ui->setupUi(this);
-    connect(ui->total_effect_strength, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->total_effect_strength = float(value);
-        emit settingsChanged();
-    });
+    const auto changed = [this] { emit settingsChanged(); };
+    bindValue(this, ui->total_effect_strength,
+              [this] { return settings ? &settings->total_effect_strength : nullptr; }, changed);
 }
 
 SimpleSpringSettingsWidget::~SimpleSpringSettingsWidget() = default;

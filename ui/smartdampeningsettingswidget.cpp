@@ -3,30 +3,19 @@
 #include "settingscontrols.h"
 #include "ui_smartdampeningsettingswidget.h"
 
-using SettingsControls::setLimits;
+using SettingsControls::bindValue;
 using SettingsControls::showValue;
 
 SmartDampeningSettingsWidget::SmartDampeningSettingsWidget(QWidget *parent)
     : QWidget(parent), ui(new Ui::SmartDampeningSettingsWidget) {
     ui->setupUi(this);
-    connect(ui->total_effect_strength, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->total_effect_strength = float(value);
-        emit settingsChanged();
-    });
-    connect(ui->static_dampening, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->static_dampening = float(value);
-        emit settingsChanged();
-    });
-    connect(ui->dynamic_dampening, &QSpinBox::valueChanged, this, [this](int value) {
-        if (!settings)
-            return;
-        settings->dynamic_dampening = float(value);
-        emit settingsChanged();
-    });
+    const auto changed = [this] { emit settingsChanged(); };
+    bindValue(this, ui->total_effect_strength,
+              [this] { return settings ? &settings->total_effect_strength : nullptr; }, changed);
+    bindValue(this, ui->static_dampening,
+              [this] { return settings ? &settings->static_dampening : nullptr; }, changed);
+    bindValue(this, ui->dynamic_dampening,
+              [this] { return settings ? &settings->dynamic_dampening : nullptr; }, changed);
 }
 
 SmartDampeningSettingsWidget::~SmartDampeningSettingsWidget() = default;
