@@ -1,6 +1,7 @@
 #include "statuswidget.h"
 #include "ui_statuswidget.h"
 
+#include <QLineEdit>
 #include <QStyle>
 
 namespace {
@@ -9,6 +10,13 @@ QString numberText(float value) {
 }
 
 const QString NotDetected = QStringLiteral("Not detected");
+
+// Positions arrive every 10 ms and records every 20 ms, mostly unchanged: a field is rewritten (and
+// repainted) only when its text differs, which keeps the GUI thread nearly idle in flight.
+void showText(QLineEdit *field, const QString &text) {
+    if (field->text() != text)
+        field->setText(text);
+}
 } // namespace
 
 StatusWidget::StatusWidget(QWidget *parent) : QWidget(parent), ui(std::make_unique<Ui::StatusWidget>()) {
@@ -77,9 +85,9 @@ void StatusWidget::disconnectRudder() {
 }
 
 void StatusWidget::changePosition(PositionInput position) {
-    ui->roll_input->setText(numberText(position.roll));
-    ui->pitch_input->setText(numberText(position.pitch));
-    ui->yaw_input->setText(numberText(position.yaw));
+    showText(ui->roll_input, numberText(position.roll));
+    showText(ui->pitch_input, numberText(position.pitch));
+    showText(ui->yaw_input, numberText(position.yaw));
 }
 
 void StatusWidget::on_telemetry_override_stateChanged(int arg1) {
@@ -195,20 +203,20 @@ void StatusWidget::on_profile_activation_stateChanged(int arg1) {
 }
 
 void StatusWidget::redrawTelemetry() {
-    ui->airspeed_field->setText(numberText(telemetry.getAirspeed()));
-    ui->prop_airflow_field->setText(numberText(telemetry.propAirflow));
-    ui->aoa_field->setText(numberText(telemetry.aoa));
-    ui->sideslip_field->setText(numberText(telemetry.sideslip));
-    ui->roll_rate_field->setText(numberText(telemetry.rollRate));
-    ui->g_force_field->setText(numberText(telemetry.gForce));
-    ui->trimmer_roll_field->setText(numberText(telemetry.trimmerRoll));
-    ui->trimmer_pitch_field->setText(numberText(telemetry.trimmerPitch));
-    ui->trimmer_yaw_field->setText(numberText(telemetry.trimmerYaw));
-    ui->gear_field->setText(numberText(telemetry.gear));
-    ui->flaps_field->setText(numberText(telemetry.flaps));
-    ui->airbrake_field->setText(numberText(telemetry.airbrake));
-    ui->vertical_speed_field->setText(numberText(telemetry.verticalSpeed));
-    ui->on_ground_state_field->setText(telemetry.onGround ? QStringLiteral("YES") : QStringLiteral("NO"));
+    showText(ui->airspeed_field, numberText(telemetry.getAirspeed()));
+    showText(ui->prop_airflow_field, numberText(telemetry.propAirflow));
+    showText(ui->aoa_field, numberText(telemetry.aoa));
+    showText(ui->sideslip_field, numberText(telemetry.sideslip));
+    showText(ui->roll_rate_field, numberText(telemetry.rollRate));
+    showText(ui->g_force_field, numberText(telemetry.gForce));
+    showText(ui->trimmer_roll_field, numberText(telemetry.trimmerRoll));
+    showText(ui->trimmer_pitch_field, numberText(telemetry.trimmerPitch));
+    showText(ui->trimmer_yaw_field, numberText(telemetry.trimmerYaw));
+    showText(ui->gear_field, numberText(telemetry.gear));
+    showText(ui->flaps_field, numberText(telemetry.flaps));
+    showText(ui->airbrake_field, numberText(telemetry.airbrake));
+    showText(ui->vertical_speed_field, numberText(telemetry.verticalSpeed));
+    showText(ui->on_ground_state_field, telemetry.onGround ? QStringLiteral("YES") : QStringLiteral("NO"));
 }
 
 void StatusWidget::overrideField(float Telemetry::*field, int value) {
