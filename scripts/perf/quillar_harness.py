@@ -1,0 +1,219 @@
+"""Shared pieces of the measurement and soak scripts: profile files in the profile writer's JSON form, the
+preloaded hidapi double's state and log files, the program's start and stop, /proc sampling, and telemetry
+packets for every UDP simulator. Python 3 standard library only; everything stays on 127.0.0.1."""
+
+import json
+import os
+import signal
+import socket
+import struct
+import subprocess
+import tempfile
+import time
+
+SOURCE_DCS = 2
+SOURCE_IL2 = 3
+SOURCE_WARTHUNDER = 4
+SOURCE_CONDOR = 5
+
+DCS_PORT = 29778
+IL2_PORT = 29777
+CONDOR_PORT = 55278
+WARTHUNDER_PORT = 8111
+
+SOURCE_FILE_NAMES = {SOURCE_DCS: "DCS", SOURCE_IL2: "IL2 SHTURMOVIK", SOURCE_WARTHUNDER: "WARTHUNDER",
+                     SOURCE_CONDOR: "CONDOR2"}
+
+
+def now_us():
+    # CLOCK_MONOTONIC, the clock the double stamps its log lines with.
+    return time.monotonic_ns() // 1000
+
+
+def scratch_dir(prefix):
+    """A scratch folder, in memory (/dev/shm) where there is one. The double appends a log line for every
+    hidapi call; on a disk file system those appends can wait behind another process's journal commit for
+    tens of milliseconds, a stall of the test instrumentation that would show up as a gap between cycles."""
+    shm = "/dev/shm"
+    if os.path.isdir(shm) and os.access(shm, os.W_OK):
+        return tempfile.mkdtemp(prefix=prefix, dir=shm)
+    return tempfile.mkdtemp(prefix=prefix)
+
+
+# ---- profiles ----
+
+def profile_file_name(source, flight_module, comment=""):
+    """The name the program gives a profile: source name, then module and comment with every character other
+    than a letter or digit replaced by "_"."""
+    def cleaned(text):
+        return "".join(c if (c.isascii() and c.isalnum()) else "_" for c in text)
+    name = SOURCE_FILE_NAMES.get(source, "GENERIC")
+    if flight_module:
+        name += "_" + cleaned(flight_module)
+    if comment:
+        name += "_" + cleaned(comment)
+    return name + ".json"
+
+
+def profile_document(source, flight_module, comment="", elevator_weight=None, trimmer=None, rudder_spring=None):
+    """A profile as the profile writer stores it: every axis present, only active effects written."""
+    axes = {"ailerons": {}, "elevator": {}, "rudder": {}}
+    if elevator_weight is not None:
+        axes["elevator"]["elevator_weight"] = {"active": True, "total_effect_strength": elevator_weight}
+    if trimmer is not None:
+        # The DirectX override report carries the trimmer unscaled (trimmer / 100): it names the profile in
+        # both devices' write logs.
+        for axis in ("ailerons", "elevator", "rudder"):
+            axes[axis]["direct_x"] = {"active": True, "force": 0, "periodic": 0, "total_effect_strength": 100,
+                                      "trimmer": trimmer}
+    if rudder_spring is not None:
+        axes["rudder"]["simple_spring"] = {"active": True, "total_effect_strength": rudder_spring}
+    document = {"effects": axes,
+                "metadata": {"comment": comment, "flight_data_source": source, "flight_module": flight_module}}
+    return json.dumps(document, indent=4, sort_keys=True, ensure_ascii=False) + "\n"
+
+
+def write_atomically(path, text):
+    """Writes through a hidden temporary file in the same folder renamed over the old one, so a reader sees
+    either the old or the new file, never half of one. No fsync: readers need the rename's atomicity, not
+    durability, and forced journal commits would stall other writers on the same disk."""
+    folder, name = os.path.split(path)
+    temporary = os.path.join(folder, "." + name + ".tmp")
+    with open(temporary, "w", encoding="utf-8") as f:
+        f.write(text)
+    os.replace(temporary, path)
+
+
+# ---- the hidapi double ----
+
+def device_state(plugged=True, generation=0, position=(0.0, 0.0)):
+    return (f"plugged={1 if plugged else 0}\ngeneration={generation}\nversion=01 02 03\n"
+            f"position={position[0]} {position[1]}\noffset=0 0\n")
+
+
+def set_device(hid_dir, device, **state):
+    write_atomically(os.path.join(hid_dir, device + ".state"), device_state(**state))
+
+
+def parse_write(line):
+    """(µs, device, bytes) of one writes.log line, or None for a line that is not complete yet."""
+    parts = line.split()
+    if len(parts) < 4 or not parts[-1].startswith("seq="):
+        return None
+    try:
+        return int(parts[0]), parts[1], bytes.fromhex(parts[2])
+    except ValueError:
+        return None
+
+
+def float_at(report, offset):
+    return struct.unpack_from("<f", report, offset)[0]
+
+
+# Direct-control report: force of slot A (roll / yaw) at byte 10, slot B (pitch) at byte 14.
+PITCH_FORCE_OFFSET = 14
+# DirectX override report: the record starts at byte 2 with the roll trimmer.
+ROLL_TRIMMER_OFFSET = 2
+
+
+# ---- the program ----
+
+def start_program(exe, preload, hid_dir, workdir, log_path, extra_env=None):
+    env = dict(os.environ)
+    env.update({"LD_PRELOAD": preload, "QUILLAR_HID_DOUBLE_DIR": hid_dir})
+    env.setdefault("QT_QPA_PLATFORM", "offscreen")
+    if extra_env:
+        env.update(extra_env)
+    log = open(log_path, "wb")
+    process = subprocess.Popen([exe], cwd=workdir, env=env, stdout=log, stderr=subprocess.STDOUT,
+                               stdin=subprocess.DEVNULL)
+    log.close()
+    return process
+
+
+def stop_program(process, grace_s=3.0):
+    if process.poll() is not None:
+        return process.returncode
+    process.send_signal(signal.SIGTERM)
+    try:
+        return process.wait(timeout=grace_s)
+    except subprocess.TimeoutExpired:
+        process.kill()
+        return process.wait(timeout=grace_s)
+
+
+def _stat_ticks(path):
+    with open(path) as f:
+        # The command name may hold spaces; the fields after its closing parenthesis are fixed.
+        fields = f.read().rsplit(")", 1)[1].split()
+    return int(fields[11]) + int(fields[12])  # utime + stime
+
+
+def cpu_ticks(pid):
+    return _stat_ticks(f"/proc/{pid}/stat")
+
+
+def thread_ticks(pid):
+    """CPU ticks per thread, keyed by 'name/tid'."""
+    result = {}
+    try:
+        tids = os.listdir(f"/proc/{pid}/task")
+    except OSError:
+        return result
+    for tid in tids:
+        try:
+            with open(f"/proc/{pid}/task/{tid}/comm") as f:
+                name = f.read().strip()
+            result[f"{name}/{tid}"] = _stat_ticks(f"/proc/{pid}/task/{tid}/stat")
+        except OSError:
+            pass  # the thread ended meanwhile
+    return result
+
+
+def rss_kb(pid):
+    with open(f"/proc/{pid}/status") as f:
+        for line in f:
+            if line.startswith("VmRSS:"):
+                return int(line.split()[1])
+    return 0
+
+
+TICKS_PER_SECOND = os.sysconf("SC_CLK_TCK")
+
+
+# ---- telemetry ----
+
+def udp_socket():
+    return socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+
+
+def dcs_datagram(aircraft, g_force, airspeed=350.0, on_ground=0):
+    # name;ias;vs;aoa;g;gear;airbrake;flaps;propAirflow;onGround
+    return f"{aircraft};{airspeed};1.5;4.0;{g_force};0;0;0;0.5;{on_ground}".encode()
+
+
+def condor_datagram(airspeed_ms=30.0, g_force=1.1, turbulence=0.2):
+    return (f"time=12.5\r\nairspeed={airspeed_ms}\r\naltitude=812.25\r\nvario=1.5\r\ngforce={g_force}\r\n"
+            f"turbulencestrength={turbulence}\r\n").encode()
+
+
+def il2_packet(altitude, airspeed_ms=80.0, aoa_rad=0.05):
+    """Header (10 bytes, not read), indicator count, then per indicator: id u16, value count s8, float32s,
+    all little-endian."""
+    indicators = [(0, [2400.0]), (1, [80000.0]), (4, [0.0]), (5, [0.0]), (6, [airspeed_ms]), (7, [aoa_rad]),
+                  (8, [0.0, 0.0, 0.0]), (9, [0.0, 0.0]), (10, [altitude]), (11, [0.0]), (12, [0.0])]
+    packet = bytearray(10)
+    packet.append(len(indicators))
+    for identifier, values in indicators:
+        packet += struct.pack("<Hb", identifier, len(values))
+        packet += struct.pack(f"<{len(values)}f", *values)
+    return bytes(packet)
+
+
+def percentile(sorted_values, p):
+    if not sorted_values:
+        return float("nan")
+    k = (len(sorted_values) - 1) * p / 100
+    low = int(k)
+    high = min(low + 1, len(sorted_values) - 1)
+    return sorted_values[low] + (sorted_values[high] - sorted_values[low]) * (k - low)
