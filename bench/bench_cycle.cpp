@@ -11,6 +11,7 @@
 //   bench_cycle [cycles]      (default 20000 per run)
 // Prints "key value" lines for scripts/perf/measure_all.sh.
 
+#include "benchprofile.h"
 #include "effectsprofile.h"
 #include "hidapidouble.h"
 #include "mainbackgroundthread.h"
@@ -136,50 +137,6 @@ void operator delete[](void *p, std::size_t, std::align_val_t) noexcept {
 }
 
 namespace {
-void setRange(SettingsRange &range, float min, float max, float exp) {
-    range.min = min;
-    range.max = max;
-    range.exp = exp;
-}
-
-void shaker(GenericSpeedDependantShakerSettings &s, float strength, float minHz, float maxHz) {
-    s.active = true;
-    s.total_effect_strength = strength;
-    setRange(s.speed, 0, 400, -30);
-    setRange(s.frequency, minHz, maxHz, 20);
-}
-
-EffectsSettings everyEffectOn() {
-    EffectsSettings settings;
-    settings.reset();
-    for (AxisEffectsSettings &axis : settings.axes) {
-        axis.simpleSpring.active = true;
-        axis.simpleSpring.total_effect_strength = 15;
-        AirflowSpringSettings &spring = axis.airflowSpring;
-        spring.active = true;
-        spring.total_effect_strength = 80;
-        spring.airspeed_force = 60;
-        spring.thrust_force = 40;
-        spring.attenuation_strength = 70;
-        spring.local_aoa_influence_strength = 50;
-        spring.setAttenuationAirspeeds(250, 450);
-        axis.elevatorWeight.active = true;
-        axis.elevatorWeight.total_effect_strength = 20;
-        shaker(axis.aoaShaker, 60, 12, 25);
-        setRange(axis.aoaShaker.aoa, 8, 14, 40);
-        shaker(axis.gearShaker, 30, 8, 14);
-        shaker(axis.flapsShaker, 20, 10, 16);
-        shaker(axis.airbrakesShaker, 40, 14, 22);
-        shaker(axis.onGroundRollingShaker, 25, 6, 30);
-        shaker(axis.landingJolt, 70, 15, 25);
-        axis.landingJolt.effect_time = 250;
-        axis.smartDamper.active = true;
-        axis.smartDamper.total_effect_strength = 50;
-        axis.smartDamper.static_dampening = 20;
-        axis.smartDamper.dynamic_dampening = 30;
-    }
-    return settings;
-}
 
 DCSTelemetry approach() {
     DCSTelemetry t;
@@ -259,7 +216,7 @@ int main(int argc, char *argv[]) {
     // telemetry thread's start. Only the cycle itself is measured.
     MainBackgroundThread worker;
     worker.startCycle();
-    worker.changeSettingsSuddenly(everyEffectOn());
+    worker.changeSettingsSuddenly(BenchProfile::everyEffectOn());
     worker.setDcsTelemetry(approach());
     worker.setLanded(3.5f, 290);
 

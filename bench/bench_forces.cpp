@@ -3,6 +3,7 @@
 // runs every 10 ms on the worker's thread and must not allocate.
 
 #include "commontelemetryforcecalculator.h"
+#include "benchprofile.h"
 #include "effectsprofile.h"
 #include "forcepipeline.h"
 #include "jitter.h"
@@ -85,47 +86,6 @@ void operator delete[](void *p, std::size_t, std::align_val_t) noexcept {
 }
 
 namespace {
-void setRange(SettingsRange &range, float min, float max, float exp) {
-    range.min = min;
-    range.max = max;
-    range.exp = exp;
-}
-
-void shaker(GenericSpeedDependantShakerSettings &s, float strength, float minHz, float maxHz) {
-    s.active = true;
-    s.total_effect_strength = strength;
-    setRange(s.speed, 0, 400, -30);
-    setRange(s.frequency, minHz, maxHz, 20);
-}
-
-// A light aircraft's profile with every effect the common calculation evaluates switched on.
-EffectsSettings everyEffectOn() {
-    EffectsSettings settings;
-    settings.reset();
-    for (AxisEffectsSettings &axis : settings.axes) {
-        axis.simpleSpring.active = true;
-        axis.simpleSpring.total_effect_strength = 15;
-        AirflowSpringSettings &spring = axis.airflowSpring;
-        spring.active = true;
-        spring.total_effect_strength = 80;
-        spring.airspeed_force = 60;
-        spring.thrust_force = 40;
-        spring.attenuation_strength = 70;
-        spring.local_aoa_influence_strength = 50;
-        spring.setAttenuationAirspeeds(250, 450);
-        axis.elevatorWeight.active = true;
-        axis.elevatorWeight.total_effect_strength = 20;
-        shaker(axis.aoaShaker, 60, 12, 25);
-        setRange(axis.aoaShaker.aoa, 8, 14, 40);
-        shaker(axis.gearShaker, 30, 8, 14);
-        shaker(axis.flapsShaker, 20, 10, 16);
-        shaker(axis.airbrakesShaker, 40, 14, 22);
-        shaker(axis.onGroundRollingShaker, 25, 6, 30);
-        shaker(axis.landingJolt, 70, 15, 25);
-        axis.landingJolt.effect_time = 250;
-    }
-    return settings;
-}
 
 Telemetry approach() {
     Telemetry t;
@@ -156,7 +116,7 @@ void clearUpperVectorState() {
 }
 
 void runCalculateAllAxes(benchmark::State &state) {
-    const EffectsSettings settings = everyEffectOn();
+    const EffectsSettings settings = BenchProfile::everyEffectOn();
     const Telemetry telemetry = approach();
     CommonTelemetryForceCalculator common;
     MSFSTelemetryForceCalculator msfs;
