@@ -45,6 +45,7 @@ MainWindow::MainWindow(const UpdateCheck::Endpoint &updateEndpoint, QWidget *par
 
     // Never quit, waited for or deleted: the process ends with the thread still running.
     auto *thread = new QThread();
+    thread->setObjectName(QStringLiteral("device cycle")); // the name a thread list (top -H) shows
     thread->start(QThread::InheritPriority);
     worker->moveToThread(thread);
 

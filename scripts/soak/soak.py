@@ -6,20 +6,27 @@ time, while
     detected; War Thunder is a small HTTP server on 127.0.0.1:8111 that exists only during its phase;
   - the joystick and the rudder unit are unplugged and plugged in again in turn every few seconds (never both
     at once, so every cycle writes to at least one device);
-  - every phase's profile is activated automatically, and the profile files are rewritten from outside
-    through atomic renames while the program reads them.
+  - every phase's profile is activated automatically, and every few seconds the program itself saves the
+    profile its editor shows, with a changed rudder spring, through its "Save" button (the soak driver,
+    libquillar_soak_driver.so, preloaded beside the hidapi double);
+  - stall_trace.c records the machine's and the program's threads' scheduler counters every 10 ms, so that
+    every long gap between cycles can be told apart: the program busy, the worker ready but given no CPU, the
+    host taking the CPUs (steal), or the worker asleep when it should have been woken.
 Then it checks: resident memory grows by less than 5 MB after the first minute; no gap between cycles
-(direct-control writes of either device) exceeds 50 ms; every profile file is intact; the program is alive,
-still writing reports and still switching profiles on new telemetry. Exit status 0 when every check passes.
+(direct-control writes of either device) exceeds 50 ms; every profile file is intact and holds what its last
+save put there; the program is alive, still writing reports and still switching profiles on new telemetry.
+Exit status 0 when every check passes.
 
-  soak.py --build DIR [--minutes 30] [--phase-seconds 60] [--report FILE]
+  soak.py --build DIR [--minutes 30] [--phase-seconds 60] [--save-seconds 7] [--report FILE] [--keep]
 """
 
 import argparse
+import collections
 import http.server
 import json
 import os
 import shutil
+import subprocess
 import sys
 import threading
 import time
@@ -41,6 +48,8 @@ ACTIVATION_LIMIT_S = 5.0  # from a phase's first packet to its profile's DirectX
 RSS_GROWTH_LIMIT_KB = 5 * 1024
 GAP_LIMIT_MS = 50.0
 PLUG_PERIOD_S = 4.0       # one device is unplugged for 1.5 s every 4 s, alternating
+GAP_EXPLAIN_MS = 40.0     # gaps longer than this get a line in the report with where their time went
+INITIAL_RUDDER_SPRING = 10
 
 
 class WarThunderHandler(http.server.BaseHTTPRequestHandler):
@@ -80,18 +89,20 @@ class WarThunderServer:
             self.server = None
 
 
-def profile_text(source, module, trimmer, revision):
-    # The revision changes the rudder spring only: the metadata and the trimmer that name the profile stay.
+def profile_text(source, module, trimmer):
+    # The soak driver changes the rudder spring only: the metadata and the trimmer that name the profile stay.
     return h.profile_document(source, module, elevator_weight=30 + trimmer / 10, trimmer=trimmer,
-                              rudder_spring=10 + revision % 50)
+                              rudder_spring=INITIAL_RUDDER_SPRING)
 
 
 def scan_writes(log_path, start_us, end_us):
-    """One pass over writes.log: the largest gap between direct-control writes of either device, the last
-    write, and every DirectX override as (µs, device, roll-or-yaw trimmer)."""
+    """One pass over writes.log: the largest gap between direct-control writes of either device, every gap
+    over GAP_EXPLAIN_MS as (start µs, end µs), the last write, and every DirectX override as (µs, device,
+    roll-or-yaw trimmer)."""
     last = None
     max_gap = 0.0
     max_gap_at = None
+    long_gaps = []
     count = 0
     overrides = []
     with open(log_path) as log:
@@ -107,11 +118,114 @@ def scan_writes(log_path, start_us, end_us):
                 if last is not None and (t - last) / 1000 > max_gap:
                     max_gap = (t - last) / 1000
                     max_gap_at = last
+                if last is not None and (t - last) / 1000 > GAP_EXPLAIN_MS:
+                    long_gaps.append((last, t))
                 last = t
             elif report[1] == 0x21:
                 overrides.append((t, device, round(h.float_at(report, h.ROLL_TRIMMER_OFFSET), 4)))
     return {"max_gap_ms": max_gap, "max_gap_at_us": max_gap_at, "last_write_us": last, "writes": count,
-            "overrides": overrides}
+            "overrides": overrides, "long_gaps": long_gaps}
+
+
+def read_trace(path, windows):
+    """The stall_trace samples around each window (start µs, end µs), the windows sorted and disjoint: the last
+    sample at or before its start, the first at or after its end, and the recorder's largest lateness in
+    between; also the thread names. Streams the file: a 30-minute trace holds 180 000 samples."""
+    names = {}
+    found = [[None, None, 0] for _ in windows]
+    recent = collections.deque(maxlen=200)  # (µs, line): two seconds of samples
+    index = 0
+    try:
+        trace = open(path)
+    except OSError:
+        return names, found
+    with trace:
+        for line in trace:
+            if line.startswith("t "):
+                _, tid, *name = line.split()
+                names[int(tid)] = " ".join(name)
+                continue
+            if not line.startswith("s ") or index >= len(windows):
+                continue
+            t = int(line.split(" ", 2)[1])
+            recent.append((t, line))
+            while index < len(windows):
+                start, end = windows[index]
+                if t <= start:
+                    break
+                entry = found[index]
+                if entry[0] is None:
+                    before = [text for when, text in recent if when <= start]
+                    entry[0] = parse_sample(before[-1]) if before else False
+                entry[2] = max(entry[2], int(line.split(" ", 3)[2]))
+                if t < end:
+                    break
+                entry[1] = parse_sample(line)
+                index += 1  # the same sample may open the next window
+    return names, found
+
+
+def parse_sample(line):
+    fields = line.split()
+    threads = {}
+    for item in fields[6:]:
+        tid, run, wait = item.split(":")
+        threads[int(tid)] = (int(run), int(wait))
+    return {"t": int(fields[1]), "late": int(fields[2]), "steal": int(fields[3]), "busy": int(fields[4]),
+            "threads": threads}
+
+
+def explain_gap(start_us, end_us, before, after, recorder_late_us, names):
+    """Where a gap between cycles went, from the samples around it: the device-cycle thread's run and wait
+    time, the machine's steal and busy time, and how late the recorder itself woke."""
+    gap_ms = (end_us - start_us) / 1000
+    if not before or not after:
+        return {"gap_ms": gap_ms, "verdict": "no trace around it"}
+    worker = next((tid for tid, name in names.items() if name == "device cycle"), None)
+    run0, wait0 = before["threads"].get(worker, (0, 0))
+    run1, wait1 = after["threads"].get(worker, (0, 0))
+    tick_ms = 1000 / h.TICKS_PER_SECOND
+    result = {
+        "gap_ms": gap_ms,
+        "window_ms": (after["t"] - before["t"]) / 1000,
+        "run_ms": (run1 - run0) / 1e6,
+        "wait_ms": (wait1 - wait0) / 1e6,
+        "steal_ms": (after["steal"] - before["steal"]) * tick_ms,
+        "busy_ms": (after["busy"] - before["busy"]) * tick_ms,
+        "recorder_late_ms": recorder_late_us / 1000,
+    }
+    half = gap_ms / 2
+    if worker is None:
+        result["verdict"] = "device-cycle thread not in the trace"
+    elif result["run_ms"] >= half:
+        result["verdict"] = "the program was busy on its device-cycle thread"
+    elif result["steal_ms"] >= half:
+        result["verdict"] = "the host took the virtual CPUs (steal)"
+    elif result["wait_ms"] >= half:
+        result["verdict"] = "the device-cycle thread was ready but got no CPU"
+    elif result["recorder_late_ms"] >= half:
+        result["verdict"] = "the whole machine stalled (an idle recorder woke late too)"
+    else:
+        result["verdict"] = "the device-cycle thread slept: it was not woken in time"
+    return result
+
+
+def read_saves(path):
+    """The soak driver's log: every save as (µs, source, module, rudder spring), and the number of skips."""
+    saves, skipped = [], 0
+    try:
+        with open(path, encoding="utf-8") as log:
+            for line in log:
+                t, _, rest = line.rstrip("\n").partition(" ")
+                if rest.startswith("saved "):
+                    source_part, _, rest = rest[len("saved "):].partition(" module=")
+                    module, _, spring = rest.rpartition(" rudder_spring=")
+                    saves.append((int(t), int(source_part.split("=")[1]), module, int(spring)))
+                elif rest.startswith("skipped"):
+                    skipped += 1
+    except OSError:
+        pass
+    return saves, skipped
 
 
 def main():
@@ -119,6 +233,7 @@ def main():
     parser.add_argument("--build", required=True)
     parser.add_argument("--minutes", type=float, default=30)
     parser.add_argument("--phase-seconds", type=float, default=60)
+    parser.add_argument("--save-seconds", type=float, default=7)
     parser.add_argument("--report", default="")
     parser.add_argument("--keep", action="store_true")
     args = parser.parse_args()
@@ -126,7 +241,8 @@ def main():
     args.build = os.path.abspath(args.build)
     exe = os.path.join(args.build, "quillar")
     preload = os.path.join(args.build, "tests", "support", "libquillar_hid_preload.so")
-    for path in (exe, preload):
+    driver = os.path.join(args.build, "tests", "support", "libquillar_soak_driver.so")
+    for path in (exe, preload, driver):
         if not os.path.exists(path):
             print(f"missing {path}: build it first", file=sys.stderr)
             return 1
@@ -140,16 +256,24 @@ def main():
     generation = {"joystick": 0, "rudder": 0}
     h.set_device(hid_dir, "joystick", position=(0.25, -0.125))
     h.set_device(hid_dir, "rudder", position=(0.5, 0.0))
-    revisions = [0] * len(PROFILES)
-    for i, (source, module, trimmer) in enumerate(PROFILES):
+    for source, module, trimmer in PROFILES:
         h.write_atomically(os.path.join(folder, h.profile_file_name(source, module)),
-                           profile_text(source, module, trimmer, 0))
+                           profile_text(source, module, trimmer))
     writes_log = os.path.join(hid_dir, "writes.log")
+    saves_log = os.path.join(scratch, "saves.log")
+    trace_path = os.path.join(scratch, "trace.txt")
+    recorder = os.path.join(scratch, "stall_trace")
+    subprocess.run(["cc", "-O2", "-o", recorder,
+                    os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "perf", "stall_trace.c")],
+                   check=True)
 
     total_s = args.minutes * 60
     print(f"soak: {args.minutes:g} min, phases of {args.phase_seconds:g} s, scratch {scratch}", flush=True)
-    process = h.start_program(exe, preload, hid_dir, workdir, os.path.join(scratch, "program.log"))
+    process = h.start_program(exe, preload, hid_dir, workdir, os.path.join(scratch, "program.log"),
+                              {"LD_PRELOAD": f"{preload} {driver}", "QUILLAR_SOAK_DRIVER_LOG": saves_log,
+                               "QUILLAR_SOAK_SAVE_MS": str(int(args.save_seconds * 1000))})
     pid = process.pid
+    tracer = subprocess.Popen([recorder, str(pid), trace_path], stdin=subprocess.DEVNULL)
     start_us = h.now_us()
     deadline = time.monotonic() + total_s
     udp = h.udp_socket()
@@ -157,7 +281,6 @@ def main():
     phases = []  # (index, profile number, first packet µs)
     rss = []     # (seconds since start, kB)
     plug_events = 0
-    rewrites = 0
     failures = []
     try:
         # The first phase starts once the cycle runs with both devices open: a profile activated before the
@@ -172,7 +295,6 @@ def main():
         next_plug = time.monotonic() + PLUG_PERIOD_S
         plug_target = "joystick"
         unplugged = None  # (device, time to plug in again)
-        next_rewrite = time.monotonic() + 7
         next_rss = time.monotonic()
         altitude = 1000.0
         while time.monotonic() < deadline and process.poll() is None:
@@ -214,14 +336,6 @@ def main():
                     plug_events += 1
                     plug_target = "rudder" if plug_target == "joystick" else "joystick"
                     next_plug = now + PLUG_PERIOD_S
-                if now >= next_rewrite:
-                    i = rewrites % len(PROFILES)
-                    revisions[i] += 1
-                    s, m, t = PROFILES[i]
-                    h.write_atomically(os.path.join(folder, h.profile_file_name(s, m)),
-                                       profile_text(s, m, t, revisions[i]))
-                    rewrites += 1
-                    next_rewrite = now + 7
                 if now >= next_rss:
                     rss.append(((h.now_us() - start_us) / 1e6, h.rss_kb(pid)))
                     next_rss = now + 5
@@ -260,6 +374,10 @@ def main():
     finally:
         war_thunder.close()
         exit_code = h.stop_program(process)
+        try:
+            tracer.wait(timeout=5)  # it ends within a second of the program
+        except subprocess.TimeoutExpired:
+            tracer.kill()
 
     # From the launch on: the first phase's profile may be switched to within a second of it.
     scan = scan_writes(writes_log, start_us, end_us)
@@ -287,20 +405,36 @@ def main():
     growth_kb = (max(after_first_minute) - baseline) if after_first_minute else 0
     final_growth_kb = (rss[-1][1] - baseline) if rss else 0
 
+    # Each file must hold what the program's last save of it put there, or the first text if never saved.
+    saves, skipped_saves = read_saves(saves_log)
+    last_saved = {}
+    for _, source, module, spring in saves:
+        last_saved[(source, module)] = spring
     intact = []
     for source, module, trimmer in PROFILES:
         path = os.path.join(folder, h.profile_file_name(source, module))
+        expected_spring = last_saved.get((source, module), INITIAL_RUDDER_SPRING)
         try:
             with open(path, encoding="utf-8") as f:
                 document = json.load(f)
             meta = document["metadata"]
             ok = (meta["flight_data_source"] == source and meta["flight_module"] == module
                   and meta["comment"] == ""
-                  and document["effects"]["ailerons"]["direct_x"]["trimmer"] == trimmer)
+                  and document["effects"]["ailerons"]["direct_x"]["trimmer"] == trimmer
+                  and document["effects"]["rudder"]["simple_spring"]["total_effect_strength"] == expected_spring)
         except (OSError, ValueError, KeyError, TypeError):
             ok = False
         intact.append((os.path.basename(path), ok))
     stray = sorted(set(os.listdir(folder)) - {name for name, _ in intact})
+    saved_profiles = {key for key in last_saved}
+    expected_saves = int(total_s / args.save_seconds) - 2
+
+    # Where the time of every long gap went.
+    names, around = read_trace(trace_path, scan["long_gaps"])
+    explained = [explain_gap(start, end, before, after, late, names)
+                 for (start, end), (before, after, late) in zip(scan["long_gaps"], around)]
+    over_limit = [(start, e) for (start, _), e in zip(scan["long_gaps"], explained) if e["gap_ms"] > GAP_LIMIT_MS]
+    ours = [e for _, e in over_limit if e["verdict"].startswith(("the program", "the device-cycle thread slept"))]
 
     still_writing = scan["last_write_us"] is not None and end_us - scan["last_write_us"] < 200_000
     checks = [
@@ -308,7 +442,12 @@ def main():
          growth_kb < RSS_GROWTH_LIMIT_KB, f"{growth_kb / 1024:.2f} MB (max); {final_growth_kb / 1024:.2f} MB at the end"),
         ("no cycle gap > 50 ms", scan["max_gap_ms"] <= GAP_LIMIT_MS,
          f"largest gap {scan['max_gap_ms']:.2f} ms over {scan['writes']} direct-control writes"),
-        ("every profile file intact", all(ok for _, ok in intact) and not stray,
+        ("no gap > 50 ms with the program busy or asleep", not ours,
+         f"{len(over_limit)} gaps over 50 ms: " + (", ".join(
+             f"{e['gap_ms']:.0f} ms {e['verdict']}" for _, e in over_limit) or "none")),
+        ("profiles saved by the program's Save button", len(saves) >= expected_saves and len(saved_profiles) ==
+         len(PROFILES), f"{len(saves)} saves of {len(saved_profiles)} profiles; {skipped_saves} skipped"),
+        ("every profile file intact and as last saved", all(ok for _, ok in intact) and not stray,
          f"{sum(ok for _, ok in intact)}/{len(intact)} intact; other files: {stray or 'none'}"),
         ("process alive at the end", alive, f"exit code after SIGTERM: {exit_code}"),
         ("still writing reports at the end", still_writing,
@@ -323,7 +462,7 @@ def main():
     delays = sorted(p[2] for p in phase_results if p[2] is not None)
     lines = [
         f"Soak of {args.minutes:g} min ({len(phases)} phases of {args.phase_seconds:g} s), "
-        f"{plug_events} unplug/re-plug events, {rewrites} external profile rewrites.",
+        f"{plug_events} unplug/re-plug events, {len(saves)} profile saves through the program's Save button.",
         "",
         "| Check | Result | Detail |",
         "|---|---|---|",
@@ -337,6 +476,18 @@ def main():
         f"Profile activation delay from a phase's first packet: median "
         f"{delays[len(delays) // 2]:.0f} ms, max {delays[-1]:.0f} ms." if delays else "No activation seen.",
     ]
+    if explained:
+        lines += ["", f"Gaps between cycles over {GAP_EXPLAIN_MS:.0f} ms, with the device-cycle thread's run and "
+                  "wait time, the machine's steal time (both CPUs) and the idle recorder's lateness over the gap:",
+                  "", "| Minute | Gap ms | Run ms | Wait ms | Steal ms | Recorder late ms | Where it went |",
+                  "|---|---|---|---|---|---|---|"]
+        for (start, _), e in zip(scan["long_gaps"], explained):
+            if "run_ms" in e:
+                lines.append(f"| {(start - start_us) / 60e6:.2f} | {e['gap_ms']:.1f} | {e['run_ms']:.1f} | "
+                             f"{e['wait_ms']:.1f} | {e['steal_ms']:.0f} | {e['recorder_late_ms']:.1f} | "
+                             f"{e['verdict']} |")
+            else:
+                lines.append(f"| {(start - start_us) / 60e6:.2f} | {e['gap_ms']:.1f} | | | | | {e['verdict']} |")
     if missed_phases:
         lines.append("Phases without their profile: " + ", ".join(
             f"{i} ({h.SOURCE_FILE_NAMES[PROFILES[n][0]]} {PROFILES[n][1]})" for i, n, _ in missed_phases))

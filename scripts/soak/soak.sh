@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Soak run of the real program (release build, preloaded hidapi double, offscreen) with telemetry switching
 # between DCS, IL-2 Sturmovik, Condor 2 and War Thunder about every minute, devices unplugged and plugged in
-# again every few seconds, and profiles activated and rewritten. See soak.py for what is checked.
+# again every few seconds, and profiles activated and saved through the program's own Save button. See soak.py
+# for what is checked.
 # Exit status 0 when every check passes. Run it on an otherwise idle machine.
 #
 #   scripts/soak/soak.sh [minutes, default 30] [--build DIR] [--no-build] [--report FILE]
@@ -25,7 +26,7 @@ case "$build" in /*) ;; *) build="$root/$build" ;; esac
 
 if [ "$do_build" = 1 ]; then
     cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-    cmake --build "$build" --parallel 2 --target quillar quillar_hid_preload
+    cmake --build "$build" --parallel 2 --target quillar quillar_hid_preload quillar_soak_driver
 fi
 
 echo "load average at start: $(cut -d' ' -f1-3 /proc/loadavg)"
