@@ -10,6 +10,9 @@ takes, from the same run:
   steadiness  the intervals between consecutive joystick direct-control writes;
   cost        CPU time of the process (utime + stime, per thread too) and its resident memory.
 
+Every interval over 20 ms is explained from a stall_trace.c recording made beside the run (the device-cycle
+thread's run and wait time, the machine's steal time, an idle recorder's lateness over the interval).
+
 Writes the figures as JSON (--out) and a short summary on stdout. Every loop is bounded by time.
 
   measure_program.py --build DIR [--seconds 60] [--strength 50] --out FILE
@@ -33,6 +36,7 @@ AIRCRAFT = "F-16C_50"
 G_LOW = 1.0
 G_HIGH = 3.0
 FADE_MS = 2000
+LONG_INTERVAL_MS = 20.0  # the steadiness goal's bound for the longest interval
 
 
 def expected_pitch_force(g_force, strength):
@@ -150,6 +154,7 @@ def main():
     writes_log = os.path.join(hid_dir, "writes.log")
 
     process = h.start_program(exe, preload, hid_dir, workdir, os.path.join(scratch, "program.log"))
+    tracer, trace_path = h.start_stall_trace(process.pid, scratch)
     sender = None
     result = {"strength": args.strength, "aircraft": AIRCRAFT}
     try:
@@ -213,6 +218,7 @@ def main():
             sender.stopped = True
             sender.join(timeout=2)
         h.stop_program(process)
+        h.stop_stall_trace(tracer)
 
     controls, _ = joystick_direct_control(writes_log)
     # Latency: from the send of the first datagram with the new g-force to the first report carrying it.
@@ -239,6 +245,8 @@ def main():
 
     stamps = [t for t, _ in controls if window_start_us <= t <= window_real_end_us]
     intervals = sorted((b - a) / 1000 for a, b in zip(stamps, stamps[1:]))
+    long_intervals = [(a, b) for a, b in zip(stamps, stamps[1:]) if (b - a) / 1000 > LONG_INTERVAL_MS]
+    explained = h.explain_gaps(trace_path, long_intervals)
     wall_s = (window_real_end_us - window_start_us) / 1e6
     hz = h.TICKS_PER_SECOND
     threads = {}
@@ -260,6 +268,8 @@ def main():
         "interval_p99_ms": round(h.percentile(intervals, 99), 3) if intervals else None,
         "interval_max_ms": round(intervals[-1], 3) if intervals else None,
         "interval_min_ms": round(intervals[0], 3) if intervals else None,
+        "intervals_over_20ms": [{key: round(value, 1) if isinstance(value, float) else value
+                                 for key, value in e.items()} for e in explained],
         "cpu_s": round((end_ticks - start_ticks) / hz, 3),
         "cpu_percent": round(100 * (end_ticks - start_ticks) / hz / wall_s, 3),
         "cpu_threads_percent": threads,

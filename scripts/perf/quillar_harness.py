@@ -2,6 +2,7 @@
 preloaded hidapi double's state and log files, the program's start and stop, /proc sampling, and telemetry
 packets for every UDP simulator. Python 3 standard library only; everything stays on 127.0.0.1."""
 
+import collections
 import json
 import os
 import signal
@@ -208,6 +209,122 @@ def il2_packet(altitude, airspeed_ms=80.0, aoa_rad=0.05):
         packet += struct.pack("<Hb", identifier, len(values))
         packet += struct.pack(f"<{len(values)}f", *values)
     return bytes(packet)
+
+
+# ---- where stalls go: scripts/perf/stall_trace.c ----
+
+def start_stall_trace(pid, scratch):
+    """Builds the recorder into the scratch folder and starts it on the program; returns (process, trace
+    path). It ends by itself within a second of the program."""
+    recorder = os.path.join(scratch, "stall_trace")
+    subprocess.run(["cc", "-O2", "-o", recorder, os.path.join(os.path.dirname(os.path.abspath(__file__)),
+                                                             "stall_trace.c")], check=True)
+    trace_path = os.path.join(scratch, "trace.txt")
+    return subprocess.Popen([recorder, str(pid), trace_path], stdin=subprocess.DEVNULL), trace_path
+
+
+def stop_stall_trace(tracer):
+    try:
+        tracer.wait(timeout=5)
+    except subprocess.TimeoutExpired:
+        tracer.kill()
+        tracer.wait()
+
+
+def is_programs_own(explanation):
+    return explanation["verdict"].startswith(("the program", "the device-cycle thread slept"))
+
+
+def read_trace(path, windows):
+    """The stall_trace samples around each window (start µs, end µs), the windows sorted and disjoint: the last
+    sample at or before its start, the first at or after its end, and the recorder's largest lateness in
+    between; also the thread names. Streams the file: a 30-minute trace holds 180 000 samples."""
+    names = {}
+    found = [[None, None, 0] for _ in windows]
+    recent = collections.deque(maxlen=200)  # (µs, line): two seconds of samples
+    index = 0
+    try:
+        trace = open(path)
+    except OSError:
+        return names, found
+    with trace:
+        for line in trace:
+            if line.startswith("t "):
+                _, tid, *name = line.split()
+                names[int(tid)] = " ".join(name)
+                continue
+            if not line.startswith("s ") or index >= len(windows):
+                continue
+            t = int(line.split(" ", 2)[1])
+            recent.append((t, line))
+            while index < len(windows):
+                start, end = windows[index]
+                if t <= start:
+                    break
+                entry = found[index]
+                if entry[0] is None:
+                    before = [text for when, text in recent if when <= start]
+                    entry[0] = parse_sample(before[-1]) if before else False
+                entry[2] = max(entry[2], int(line.split(" ", 3)[2]))
+                if t < end:
+                    break
+                entry[1] = parse_sample(line)
+                index += 1  # the same sample may open the next window
+    return names, found
+
+
+def parse_sample(line):
+    fields = line.split()
+    threads = {}
+    for item in fields[6:]:
+        tid, run, wait = item.split(":")
+        threads[int(tid)] = (int(run), int(wait))
+    return {"t": int(fields[1]), "late": int(fields[2]), "steal": int(fields[3]), "busy": int(fields[4]),
+            "threads": threads}
+
+
+def explain_gaps(trace_path, gaps):
+    """explain_gap for every gap (start µs, end µs), sorted and disjoint, from one pass over the trace."""
+    names, around = read_trace(trace_path, gaps)
+    return [explain_gap(start, end, before, after, late, names)
+            for (start, end), (before, after, late) in zip(gaps, around)]
+
+
+def explain_gap(start_us, end_us, before, after, recorder_late_us, names):
+    """Where a gap between cycles went, from the samples around it: the device-cycle thread's run and wait
+    time, the machine's steal and busy time, and how late the recorder itself woke."""
+    gap_ms = (end_us - start_us) / 1000
+    if not before or not after:
+        return {"gap_ms": gap_ms, "verdict": "no trace around it"}
+    worker = next((tid for tid, name in names.items() if name == "device cycle"), None)
+    run0, wait0 = before["threads"].get(worker, (0, 0))
+    run1, wait1 = after["threads"].get(worker, (0, 0))
+    tick_ms = 1000 / TICKS_PER_SECOND
+    result = {
+        "gap_ms": gap_ms,
+        "window_ms": (after["t"] - before["t"]) / 1000,
+        "run_ms": (run1 - run0) / 1e6,
+        "wait_ms": (wait1 - wait0) / 1e6,
+        "steal_ms": (after["steal"] - before["steal"]) * tick_ms,
+        "busy_ms": (after["busy"] - before["busy"]) * tick_ms,
+        "recorder_late_ms": recorder_late_us / 1000,
+    }
+    half = gap_ms / 2
+    if worker is None:
+        result["verdict"] = "device-cycle thread not in the trace"
+    elif result["run_ms"] >= half and result["busy_ms"] >= result["run_ms"] / 2:
+        # Only when the machine's own counters saw the work: time the host steals while the thread is on its
+        # virtual CPU can show up as run time, with the steal counter rising and the busy one standing still.
+        result["verdict"] = "the program was busy on its device-cycle thread"
+    elif result["steal_ms"] >= half:
+        result["verdict"] = "the host took the virtual CPUs (steal)"
+    elif result["wait_ms"] >= half:
+        result["verdict"] = "the device-cycle thread was ready but got no CPU"
+    elif result["recorder_late_ms"] >= half:
+        result["verdict"] = "the whole machine stalled (an idle recorder woke late too)"
+    else:
+        result["verdict"] = "the device-cycle thread slept: it was not woken in time"
+    return result
 
 
 def percentile(sorted_values, p):

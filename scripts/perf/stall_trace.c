@@ -6,10 +6,10 @@
 
      s <µs> <late µs> <steal> <busy> <idle> <tid>:<run ns>:<wait ns> ...
 
-   <µs> is CLOCK_MONOTONIC in microseconds (the hidapi double's clock); <late µs> is how long after its deadline
-   this recorder itself woke, so a stall that hits every process shows there too; <steal>, <busy>
-   (user + nice + system + irq + softirq) and <idle> (idle + iowait) are /proc/stat's machine-wide ticks; run ns
-   is the time a thread ran and wait ns the time it was ready to run but waited for a CPU
+   <µs> is CLOCK_MONOTONIC in microseconds (the hidapi double's clock); <late µs> is how long after its
+   deadline this recorder itself woke, so a stall that hits every process shows there too; <steal>, <busy>
+   (user + nice + system + irq + softirq) and <idle> (idle + iowait) are /proc/stat's machine-wide ticks; run
+   ns is the time a thread ran and wait ns the time it was ready to run but waited for a CPU
    (/proc/<pid>/task/<tid>/schedstat). A thread that is neither running nor waiting was asleep.
    Thread names come on their own lines when a thread is first seen:
 
@@ -115,10 +115,11 @@ int main(int argc, char **argv) {
                 break;
             find_threads(pid, out);
         }
-        unsigned long long user = 0, nice = 0, system = 0, idle = 0, iowait = 0, irq = 0, softirq = 0, steal = 0;
+        unsigned long long user = 0, nice = 0, system = 0, idle = 0, iowait = 0, irq = 0, softirq = 0,
+                           steal = 0;
         if (read_at_start(stat, buffer, sizeof buffer) > 0)
-            sscanf(buffer, "cpu %llu %llu %llu %llu %llu %llu %llu %llu", &user, &nice, &system, &idle, &iowait,
-                   &irq, &softirq, &steal);
+            sscanf(buffer, "cpu %llu %llu %llu %llu %llu %llu %llu %llu", &user, &nice, &system, &idle,
+                   &iowait, &irq, &softirq, &steal);
         fprintf(out, "s %lld %lld %llu %llu %llu", micros(&now), micros(&now) - micros(&deadline), steal,
                 user + nice + system + irq + softirq, idle + iowait);
         for (int t = 0; t < thread_count; ++t) {

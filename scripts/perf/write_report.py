@@ -118,6 +118,17 @@ def main():
     for name, percent in sorted(program["cpu_threads_percent"].items(), key=lambda item: -item[1]):
         if percent >= 0.01:
             lines.append(f"| {name.rsplit('/', 1)[0]} | {percent} |")
+    long_intervals = program.get("intervals_over_20ms", [])
+    lines += ["", f"Cycle intervals over 20 ms: {len(long_intervals)}" + (
+        ", each explained from a stall_trace.c recording of the same run (the device-cycle thread's run and "
+        "wait time over the interval, the machine's steal time over both virtual CPUs, the idle recorder's "
+        "lateness):" if long_intervals else ".")]
+    if long_intervals:
+        lines += ["", "| Interval ms | Run ms | Wait ms | Steal ms | Recorder late ms | Where it went |",
+                  "|---|---|---|---|---|---|"]
+        for e in long_intervals:
+            lines.append(f"| {e['gap_ms']} | {e.get('run_ms', '')} | {e.get('wait_ms', '')} | "
+                         f"{e.get('steal_ms', '')} | {e.get('recorder_late_ms', '')} | {e['verdict']} |")
     lines += [
         "",
         f"The end-to-end run streamed {program['datagrams_sent']} DCS datagrams and saw {program['writes']} "

@@ -21,12 +21,10 @@ Exit status 0 when every check passes.
 """
 
 import argparse
-import collections
 import http.server
 import json
 import os
 import shutil
-import subprocess
 import sys
 import threading
 import time
@@ -127,89 +125,6 @@ def scan_writes(log_path, start_us, end_us):
             "overrides": overrides, "long_gaps": long_gaps}
 
 
-def read_trace(path, windows):
-    """The stall_trace samples around each window (start µs, end µs), the windows sorted and disjoint: the last
-    sample at or before its start, the first at or after its end, and the recorder's largest lateness in
-    between; also the thread names. Streams the file: a 30-minute trace holds 180 000 samples."""
-    names = {}
-    found = [[None, None, 0] for _ in windows]
-    recent = collections.deque(maxlen=200)  # (µs, line): two seconds of samples
-    index = 0
-    try:
-        trace = open(path)
-    except OSError:
-        return names, found
-    with trace:
-        for line in trace:
-            if line.startswith("t "):
-                _, tid, *name = line.split()
-                names[int(tid)] = " ".join(name)
-                continue
-            if not line.startswith("s ") or index >= len(windows):
-                continue
-            t = int(line.split(" ", 2)[1])
-            recent.append((t, line))
-            while index < len(windows):
-                start, end = windows[index]
-                if t <= start:
-                    break
-                entry = found[index]
-                if entry[0] is None:
-                    before = [text for when, text in recent if when <= start]
-                    entry[0] = parse_sample(before[-1]) if before else False
-                entry[2] = max(entry[2], int(line.split(" ", 3)[2]))
-                if t < end:
-                    break
-                entry[1] = parse_sample(line)
-                index += 1  # the same sample may open the next window
-    return names, found
-
-
-def parse_sample(line):
-    fields = line.split()
-    threads = {}
-    for item in fields[6:]:
-        tid, run, wait = item.split(":")
-        threads[int(tid)] = (int(run), int(wait))
-    return {"t": int(fields[1]), "late": int(fields[2]), "steal": int(fields[3]), "busy": int(fields[4]),
-            "threads": threads}
-
-
-def explain_gap(start_us, end_us, before, after, recorder_late_us, names):
-    """Where a gap between cycles went, from the samples around it: the device-cycle thread's run and wait
-    time, the machine's steal and busy time, and how late the recorder itself woke."""
-    gap_ms = (end_us - start_us) / 1000
-    if not before or not after:
-        return {"gap_ms": gap_ms, "verdict": "no trace around it"}
-    worker = next((tid for tid, name in names.items() if name == "device cycle"), None)
-    run0, wait0 = before["threads"].get(worker, (0, 0))
-    run1, wait1 = after["threads"].get(worker, (0, 0))
-    tick_ms = 1000 / h.TICKS_PER_SECOND
-    result = {
-        "gap_ms": gap_ms,
-        "window_ms": (after["t"] - before["t"]) / 1000,
-        "run_ms": (run1 - run0) / 1e6,
-        "wait_ms": (wait1 - wait0) / 1e6,
-        "steal_ms": (after["steal"] - before["steal"]) * tick_ms,
-        "busy_ms": (after["busy"] - before["busy"]) * tick_ms,
-        "recorder_late_ms": recorder_late_us / 1000,
-    }
-    half = gap_ms / 2
-    if worker is None:
-        result["verdict"] = "device-cycle thread not in the trace"
-    elif result["run_ms"] >= half:
-        result["verdict"] = "the program was busy on its device-cycle thread"
-    elif result["steal_ms"] >= half:
-        result["verdict"] = "the host took the virtual CPUs (steal)"
-    elif result["wait_ms"] >= half:
-        result["verdict"] = "the device-cycle thread was ready but got no CPU"
-    elif result["recorder_late_ms"] >= half:
-        result["verdict"] = "the whole machine stalled (an idle recorder woke late too)"
-    else:
-        result["verdict"] = "the device-cycle thread slept: it was not woken in time"
-    return result
-
-
 def read_saves(path):
     """The soak driver's log: every save as (µs, source, module, rudder spring), and the number of skips."""
     saves, skipped = [], 0
@@ -261,11 +176,6 @@ def main():
                            profile_text(source, module, trimmer))
     writes_log = os.path.join(hid_dir, "writes.log")
     saves_log = os.path.join(scratch, "saves.log")
-    trace_path = os.path.join(scratch, "trace.txt")
-    recorder = os.path.join(scratch, "stall_trace")
-    subprocess.run(["cc", "-O2", "-o", recorder,
-                    os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "perf", "stall_trace.c")],
-                   check=True)
 
     total_s = args.minutes * 60
     print(f"soak: {args.minutes:g} min, phases of {args.phase_seconds:g} s, scratch {scratch}", flush=True)
@@ -273,7 +183,7 @@ def main():
                               {"LD_PRELOAD": f"{preload} {driver}", "QUILLAR_SOAK_DRIVER_LOG": saves_log,
                                "QUILLAR_SOAK_SAVE_MS": str(int(args.save_seconds * 1000))})
     pid = process.pid
-    tracer = subprocess.Popen([recorder, str(pid), trace_path], stdin=subprocess.DEVNULL)
+    tracer, trace_path = h.start_stall_trace(pid, scratch)
     start_us = h.now_us()
     deadline = time.monotonic() + total_s
     udp = h.udp_socket()
@@ -374,10 +284,7 @@ def main():
     finally:
         war_thunder.close()
         exit_code = h.stop_program(process)
-        try:
-            tracer.wait(timeout=5)  # it ends within a second of the program
-        except subprocess.TimeoutExpired:
-            tracer.kill()
+        h.stop_stall_trace(tracer)
 
     # From the launch on: the first phase's profile may be switched to within a second of it.
     scan = scan_writes(writes_log, start_us, end_us)
@@ -430,11 +337,9 @@ def main():
     expected_saves = int(total_s / args.save_seconds) - 2
 
     # Where the time of every long gap went.
-    names, around = read_trace(trace_path, scan["long_gaps"])
-    explained = [explain_gap(start, end, before, after, late, names)
-                 for (start, end), (before, after, late) in zip(scan["long_gaps"], around)]
+    explained = h.explain_gaps(trace_path, scan["long_gaps"])
     over_limit = [(start, e) for (start, _), e in zip(scan["long_gaps"], explained) if e["gap_ms"] > GAP_LIMIT_MS]
-    ours = [e for _, e in over_limit if e["verdict"].startswith(("the program", "the device-cycle thread slept"))]
+    ours = [e for _, e in over_limit if h.is_programs_own(e)]
 
     still_writing = scan["last_write_us"] is not None and end_us - scan["last_write_us"] < 200_000
     checks = [
@@ -478,16 +383,18 @@ def main():
     ]
     if explained:
         lines += ["", f"Gaps between cycles over {GAP_EXPLAIN_MS:.0f} ms, with the device-cycle thread's run and "
-                  "wait time, the machine's steal time (both CPUs) and the idle recorder's lateness over the gap:",
-                  "", "| Minute | Gap ms | Run ms | Wait ms | Steal ms | Recorder late ms | Where it went |",
-                  "|---|---|---|---|---|---|---|"]
+                  "wait time, the machine's busy and steal time (both CPUs) and the idle recorder's lateness "
+                  "over the gap:", "",
+                  "| Minute | Gap ms | Run ms | Wait ms | Busy ms | Steal ms | Recorder late ms | Where it went |",
+                  "|---|---|---|---|---|---|---|---|"]
         for (start, _), e in zip(scan["long_gaps"], explained):
             if "run_ms" in e:
                 lines.append(f"| {(start - start_us) / 60e6:.2f} | {e['gap_ms']:.1f} | {e['run_ms']:.1f} | "
-                             f"{e['wait_ms']:.1f} | {e['steal_ms']:.0f} | {e['recorder_late_ms']:.1f} | "
+                             f"{e['wait_ms']:.1f} | {e['busy_ms']:.0f} | {e['steal_ms']:.0f} | "
+                             f"{e['recorder_late_ms']:.1f} | "
                              f"{e['verdict']} |")
             else:
-                lines.append(f"| {(start - start_us) / 60e6:.2f} | {e['gap_ms']:.1f} | | | | | {e['verdict']} |")
+                lines.append(f"| {(start - start_us) / 60e6:.2f} | {e['gap_ms']:.1f} | | | | | | {e['verdict']} |")
     if missed_phases:
         lines.append("Phases without their profile: " + ", ".join(
             f"{i} ({h.SOURCE_FILE_NAMES[PROFILES[n][0]]} {PROFILES[n][1]})" for i, n, _ in missed_phases))

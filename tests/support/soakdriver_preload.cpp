@@ -41,7 +41,8 @@ template <typename Widget> Widget *widgetNamed(const QString &name) {
 
 class ProfileSaver : public QObject {
 public:
-    ProfileSaver(const QString &logPath, int intervalMs) : QObject(QCoreApplication::instance()), log(logPath) {
+    ProfileSaver(const QString &logPath, int intervalMs)
+        : QObject(QCoreApplication::instance()), log(logPath) {
         log.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered);
         auto *timer = new QTimer(this);
         connect(timer, &QTimer::timeout, this, &ProfileSaver::saveOnce);
@@ -54,8 +55,10 @@ private:
         auto *module = widgetNamed<QLineEdit>(QStringLiteral("flight_module_input"));
         auto *save = widgetNamed<QPushButton>(QStringLiteral("save_profile"));
         auto *rudder = widgetNamed<QWidget>(QStringLiteral("rudder_effects_widget"));
-        auto *spring = rudder ? rudder->findChild<QWidget *>(QStringLiteral("simple_spring_widget")) : nullptr;
-        auto *strength = spring ? spring->findChild<QSpinBox *>(QStringLiteral("total_effect_strength")) : nullptr;
+        auto *spring =
+            rudder ? rudder->findChild<QWidget *>(QStringLiteral("simple_spring_widget")) : nullptr;
+        auto *strength =
+            spring ? spring->findChild<QSpinBox *>(QStringLiteral("total_effect_strength")) : nullptr;
         if (!game || !module || !save || !strength) {
             write("skipped editor widgets not found");
             return;
