@@ -1,5 +1,7 @@
 #include "forcepipeline.h"
 
+#include "vectorstate.h"
+
 namespace {
 constexpr int64_t TransitionMs = 2000;
 } // namespace
@@ -8,6 +10,7 @@ Forces calculateAllAxes(const float positions[3], const float positionOffsets[3]
                         Telemetry::Source source, const EffectsSettings &settings,
                         CommonTelemetryForceCalculator &common,
                         TelemetryForceCalculator *const perSource[Telemetry::SourceCount], int64_t now) {
+    clearUpperVectorState();
     Forces result;
     const bool hasHook = source >= Telemetry::TELEMETRY_SOURCE_MSFS && source < Telemetry::SourceCount &&
                          perSource && perSource[source];

@@ -57,7 +57,7 @@ machine "$results/machine.json"
 echo "== load average before measuring: $(cut -d' ' -f1-3 /proc/loadavg)"
 
 echo "== bench_forces (10 repetitions)"
-"$build/bench/bench_forces" --benchmark_filter='BM_calculateAllAxes|BM_engineCleanVectorState' --benchmark_repetitions=10 \
+"$build/bench/bench_forces" --benchmark_filter='BM_calculateAllAxes' --benchmark_repetitions=10 \
     --benchmark_report_aggregates_only=true --benchmark_format=json >"$results/bench_forces.json"
 
 echo "== bench_cycle (per device cycle, 3 runs)"

@@ -50,13 +50,10 @@ def main():
 
     median_row = aggregate("BM_calculateAllAxes", "median")
     stddev_row = aggregate("BM_calculateAllAxes", "stddev")
-    # The same evaluation after clearing the vector state that Qt's start-up leaves dirty (docs below).
-    clean_row = aggregate("BM_engineCleanVectorState", "median")
     unit = median_row.get("time_unit", "ns")
     scale = {"ns": 1, "us": 1000, "ms": 1e6}[unit]
     engine_ns = median_row["real_time"] * scale
     engine_allocations = median_row.get("allocations_per_cycle", float("nan"))
-    clean_engine_ns = clean_row["real_time"] * scale if clean_row else float("nan")
 
     def cycle_median(key):
         return statistics.median(run[key] for run in cycles)
@@ -80,8 +77,6 @@ def main():
         f"| Force engine, ns per three-axis evaluation (median of 10 runs of bench_forces) | "
         f"{engine_ns:.0f} ns" + (f" (stddev {stddev_row['real_time'] * scale:.0f})" if stddev_row else "") +
         f" | < 1000 ns | {verdict(engine_ns < 1000)} |",
-        f"| Force engine with a clean vector state (BM_engineCleanVectorState, median) | "
-        f"{clean_engine_ns:.0f} ns | < 1000 ns | {verdict(clean_engine_ns < 1000)} |",
         f"| Force engine, heap allocations per evaluation | {engine_allocations:g} | 0 | "
         f"{verdict(engine_allocations == 0)} |",
         f"| Device cycle (onTimout, both devices), allocations per cycle, no receiver of positionChanged | "
