@@ -186,6 +186,7 @@ def main():
         pid = process.pid
         window_start_us = h.now_us()
         start_ticks = h.cpu_ticks(pid)
+        start_steal = h.machine_steal_ticks()
         start_threads = h.thread_ticks(pid)
         rss_samples = [h.rss_kb(pid)]
         window_end_us = window_start_us + int(args.seconds * 1e6)
@@ -208,6 +209,7 @@ def main():
         if remaining > 0:
             time.sleep(remaining)
         end_ticks = h.cpu_ticks(pid)
+        end_steal = h.machine_steal_ticks()
         end_threads = h.thread_ticks(pid)
         rss_samples.append(h.rss_kb(pid))
         window_real_end_us = h.now_us()
@@ -271,6 +273,8 @@ def main():
         "intervals_over_20ms": [{key: round(value, 1) if isinstance(value, float) else value
                                  for key, value in e.items()} for e in explained],
         "cpu_s": round((end_ticks - start_ticks) / hz, 3),
+        # Share of the machine (all CPUs) its host took during the window: the measure of a quiet host.
+        "host_steal_percent": round(100 * (end_steal - start_steal) / hz / wall_s / (os.cpu_count() or 1), 2),
         "cpu_percent": round(100 * (end_ticks - start_ticks) / hz / wall_s, 3),
         "cpu_threads_percent": threads,
         "rss_start_kb": rss_samples[0],

@@ -150,6 +150,13 @@ def _stat_ticks(path):
     return int(fields[11]) + int(fields[12])  # utime + stime
 
 
+def machine_steal_ticks():
+    """Ticks the virtual machine's host has taken from it so far, over all CPUs (/proc/stat "steal")."""
+    with open("/proc/stat") as f:
+        fields = f.readline().split()
+    return int(fields[8]) if len(fields) > 8 and fields[0] == "cpu" else 0
+
+
 def cpu_ticks(pid):
     return _stat_ticks(f"/proc/{pid}/stat")
 

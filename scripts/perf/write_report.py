@@ -71,6 +71,8 @@ def main():
         f"| Kernel | {machine['kernel']} ({machine.get('os', '')}) |",
         f"| Load average (1, 5, 15 min) at start | {machine_start['load']} |",
         f"| Load average before measuring | {machine['load']} |",
+        f"| Taken by the virtual machine's host (steal) during the end-to-end run | "
+        f"{program.get('host_steal_percent', 'not recorded')} % of all CPUs |",
         "",
         "| Figure | Measured | Goal | |",
         "|---|---|---|---|",

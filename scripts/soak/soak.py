@@ -185,6 +185,7 @@ def main():
     pid = process.pid
     tracer, trace_path = h.start_stall_trace(pid, scratch)
     start_us = h.now_us()
+    start_steal = h.machine_steal_ticks()
     deadline = time.monotonic() + total_s
     udp = h.udp_socket()
     war_thunder = WarThunderServer()
@@ -280,6 +281,7 @@ def main():
         alive = process.poll() is None
         rss.append(((h.now_us() - start_us) / 1e6, h.rss_kb(pid) if alive else 0))
         end_us = h.now_us()
+        end_steal = h.machine_steal_ticks()
         time.sleep(0.1)
     finally:
         war_thunder.close()
@@ -365,6 +367,8 @@ def main():
          f"{len(full_phases) - len(missed_phases)}/{len(full_phases)} phases"),
     ]
     delays = sorted(p[2] for p in phase_results if p[2] is not None)
+    steal_percent = 100 * (end_steal - start_steal) / h.TICKS_PER_SECOND / ((end_us - start_us) / 1e6) / (
+        os.cpu_count() or 1)
     lines = [
         f"Soak of {args.minutes:g} min ({len(phases)} phases of {args.phase_seconds:g} s), "
         f"{plug_events} unplug/re-plug events, {len(saves)} profile saves through the program's Save button.",
@@ -376,6 +380,7 @@ def main():
         lines.append(f"| {name} | {'pass' if ok else 'FAIL'} | {detail} |")
     lines += [
         "",
+        f"The virtual machine's host took {steal_percent:.1f} % of all CPUs during the run (steal).",
         f"Resident memory: {rss[0][1] / 1024:.1f} MB at start, {baseline / 1024:.1f} MB after the first minute, "
         f"{max(kb for _, kb in rss) / 1024:.1f} MB max, {rss[-1][1] / 1024:.1f} MB at the end.",
         f"Profile activation delay from a phase's first packet: median "
