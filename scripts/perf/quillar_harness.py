@@ -239,7 +239,7 @@ def stop_stall_trace(tracer):
 
 
 def is_programs_own(explanation):
-    return explanation["verdict"].startswith(("the program", "the device-cycle thread slept"))
+    return explanation.get("programs_own", False)
 
 
 def read_trace(path, windows):
@@ -323,6 +323,7 @@ def explain_gap(start_us, end_us, before, after, recorder_late_us, names):
         # Only when the machine's own counters saw the work: time the host steals while the thread is on its
         # virtual CPU can show up as run time, with the steal counter rising and the busy one standing still.
         result["verdict"] = "the program was busy on its device-cycle thread"
+        result["programs_own"] = True
     elif result["steal_ms"] >= half:
         result["verdict"] = "the host took the virtual CPUs (steal)"
     elif result["wait_ms"] >= half:
@@ -331,6 +332,7 @@ def explain_gap(start_us, end_us, before, after, recorder_late_us, names):
         result["verdict"] = "the whole machine stalled (an idle recorder woke late too)"
     else:
         result["verdict"] = "the device-cycle thread slept: it was not woken in time"
+        result["programs_own"] = True
     return result
 
 
