@@ -8,34 +8,11 @@ import statistics
 import sys
 import time
 
-
-def cpu_ticks(pid):
-    with open(f"/proc/{pid}/stat") as f:
-        # The command name may hold spaces; the fields after its closing parenthesis are fixed.
-        fields = f.read().rsplit(")", 1)[1].split()
-    return int(fields[11]) + int(fields[12])  # utime + stime (fields 14 and 15)
+sys.dont_write_bytecode = True  # keep the source tree clean
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "scripts", "perf"))
+from quillar_harness import cpu_ticks, percentile, thread_ticks  # noqa: E402
 
 
-def thread_ticks(pid):
-    """CPU ticks per thread, keyed by 'name/tid'."""
-    result = {}
-    for tid in os.listdir(f"/proc/{pid}/task"):
-        try:
-            with open(f"/proc/{pid}/task/{tid}/comm") as f:
-                name = f.read().strip()
-            result[f"{name}/{tid}"] = cpu_ticks(f"{pid}/task/{tid}")
-        except OSError:
-            pass  # the thread ended meanwhile
-    return result
-
-
-def percentile(sorted_values, p):
-    if not sorted_values:
-        return float("nan")
-    k = (len(sorted_values) - 1) * p / 100
-    low = int(k)
-    high = min(low + 1, len(sorted_values) - 1)
-    return sorted_values[low] + (sorted_values[high] - sorted_values[low]) * (k - low)
 
 
 def main():

@@ -134,20 +134,12 @@ def main():
     args = parser.parse_args()
 
     args.build = os.path.abspath(args.build)
-    exe = os.path.join(args.build, "quillar")
-    preload = os.path.join(args.build, "tests", "support", "libquillar_hid_preload.so")
-    for path in (exe, preload):
-        if not os.path.exists(path):
-            print(f"missing {path}: build it first", file=sys.stderr)
-            return 1
+    files = h.built_files(args.build, "libquillar_hid_preload.so")
+    if not files:
+        return 1
+    exe, preload = files
 
-    scratch = h.scratch_dir("quillar-perf-")
-    hid_dir = os.path.join(scratch, "hid")
-    workdir = os.path.join(scratch, "work")
-    os.makedirs(hid_dir)
-    os.makedirs(os.path.join(workdir, "effect_profiles"))
-    h.set_device(hid_dir, "joystick", position=(0.25, -0.125))
-    h.set_device(hid_dir, "rudder", position=(0.5, 0.0))
+    scratch, hid_dir, workdir = h.program_scratch("quillar-perf-")
     profile = h.profile_file_name(h.SOURCE_DCS, AIRCRAFT)
     with open(os.path.join(workdir, "effect_profiles", profile), "w") as f:
         f.write(h.profile_document(h.SOURCE_DCS, AIRCRAFT, elevator_weight=args.strength))

@@ -9,6 +9,7 @@ import signal
 import socket
 import struct
 import subprocess
+import sys
 import tempfile
 import time
 
@@ -118,6 +119,29 @@ ROLL_TRIMMER_OFFSET = 2
 
 
 # ---- the program ----
+
+def built_files(build, *names):
+    """The paths of the executable and the given test libraries in a build folder, or None (with a line on
+    stderr) if one is missing."""
+    paths = [os.path.join(build, "quillar")] + [os.path.join(build, "tests", "support", n) for n in names]
+    missing = [p for p in paths if not os.path.exists(p)]
+    for path in missing:
+        print(f"missing {path}: build it first", file=sys.stderr)
+    return None if missing else paths
+
+
+def program_scratch(prefix):
+    """A scratch folder with the double's folder "hid" and the program's working directory "work" holding an
+    empty "effect_profiles", both devices plugged in; returns (scratch, hid folder, working directory)."""
+    scratch = scratch_dir(prefix)
+    hid_dir = os.path.join(scratch, "hid")
+    workdir = os.path.join(scratch, "work")
+    os.makedirs(hid_dir)
+    os.makedirs(os.path.join(workdir, "effect_profiles"))
+    set_device(hid_dir, "joystick", position=(0.25, -0.125))
+    set_device(hid_dir, "rudder", position=(0.5, 0.0))
+    return scratch, hid_dir, workdir
+
 
 def start_program(exe, preload, hid_dir, workdir, log_path, extra_env=None):
     env = dict(os.environ)

@@ -154,23 +154,14 @@ def main():
     args = parser.parse_args()
 
     args.build = os.path.abspath(args.build)
-    exe = os.path.join(args.build, "quillar")
-    preload = os.path.join(args.build, "tests", "support", "libquillar_hid_preload.so")
-    driver = os.path.join(args.build, "tests", "support", "libquillar_soak_driver.so")
-    for path in (exe, preload, driver):
-        if not os.path.exists(path):
-            print(f"missing {path}: build it first", file=sys.stderr)
-            return 1
+    files = h.built_files(args.build, "libquillar_hid_preload.so", "libquillar_soak_driver.so")
+    if not files:
+        return 1
+    exe, preload, driver = files
 
-    scratch = h.scratch_dir("quillar-soak-")
-    hid_dir = os.path.join(scratch, "hid")
-    workdir = os.path.join(scratch, "work")
+    scratch, hid_dir, workdir = h.program_scratch("quillar-soak-")
     folder = os.path.join(workdir, "effect_profiles")
-    os.makedirs(hid_dir)
-    os.makedirs(folder)
     generation = {"joystick": 0, "rudder": 0}
-    h.set_device(hid_dir, "joystick", position=(0.25, -0.125))
-    h.set_device(hid_dir, "rudder", position=(0.5, 0.0))
     for source, module, trimmer in PROFILES:
         h.write_atomically(os.path.join(folder, h.profile_file_name(source, module)),
                            profile_text(source, module, trimmer))

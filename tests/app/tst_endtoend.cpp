@@ -11,6 +11,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "programlauncher.h"
+
 // The whole program, started as a user would, with simulated devices and a simulated DCS: a detected aircraft
 // switches its profile on, and the forces of that profile reach the stick.
 namespace {
@@ -170,18 +172,7 @@ private slots:
         QVERIFY(writeAtomically(deviceDirectory() + QStringLiteral("/joystick.state"), joystick));
         QVERIFY(writeAtomically(deviceDirectory() + QStringLiteral("/rudder.state"), rudder));
 
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        environment.insert(QStringLiteral("QUILLAR_HID_DOUBLE_DIR"), deviceDirectory());
-        // A sanitizer build needs its runtime loaded ahead of the double.
-        const QString asanRuntime = QStringLiteral(QUILLAR_ASAN_RUNTIME);
-        environment.insert(QStringLiteral("LD_PRELOAD"),
-                           (asanRuntime.isEmpty() ? QString() : asanRuntime + QLatin1Char(' ')) +
-                               QStringLiteral(QUILLAR_HID_PRELOAD));
-        program.setProcessEnvironment(environment);
-        program.setWorkingDirectory(workingDirectory());
-        program.setProcessChannelMode(QProcess::MergedChannels);
-        program.start(QStringLiteral(QUILLAR_EXECUTABLE), QStringList());
+        startProgram(program, workingDirectory(), deviceDirectory());
         QVERIFY2(program.waitForStarted(30000), qPrintable(program.errorString()));
     }
 

@@ -9,6 +9,8 @@
 #include <QUdpSocket>
 #include <QtTest>
 
+#include "programlauncher.h"
+
 // The soak run's stand-in for a user, preloaded into the whole program: once DCS has switched a profile on,
 // it changes the rudder spring in the editor and presses "Save", and the program writes that profile file.
 namespace {
@@ -69,19 +71,11 @@ private slots:
         profileFile.write(profile());
         profileFile.close();
 
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        environment.insert(QStringLiteral("QUILLAR_HID_DOUBLE_DIR"), scratch.filePath(QStringLiteral("hid")));
-        environment.insert(QStringLiteral("QUILLAR_SOAK_DRIVER_LOG"), savesLog());
-        environment.insert(QStringLiteral("QUILLAR_SOAK_SAVE_MS"), QStringLiteral("300"));
-        const QString asanRuntime = QStringLiteral(QUILLAR_ASAN_RUNTIME);
-        environment.insert(QStringLiteral("LD_PRELOAD"),
-                           (asanRuntime.isEmpty() ? QString() : asanRuntime + QLatin1Char(' ')) +
-                               QStringLiteral(QUILLAR_HID_PRELOAD " " QUILLAR_SOAK_DRIVER));
-        program.setProcessEnvironment(environment);
-        program.setWorkingDirectory(scratch.filePath(QStringLiteral("work")));
-        program.setProcessChannelMode(QProcess::MergedChannels);
-        program.start(QStringLiteral(QUILLAR_EXECUTABLE), QStringList());
+        QProcessEnvironment driver;
+        driver.insert(QStringLiteral("QUILLAR_SOAK_DRIVER_LOG"), savesLog());
+        driver.insert(QStringLiteral("QUILLAR_SOAK_SAVE_MS"), QStringLiteral("300"));
+        startProgram(program, scratch.filePath(QStringLiteral("work")),
+                     scratch.filePath(QStringLiteral("hid")), {QStringLiteral(QUILLAR_SOAK_DRIVER)}, driver);
         QVERIFY2(program.waitForStarted(30000), qPrintable(program.errorString()));
     }
 
