@@ -4,6 +4,7 @@
 -- second, as one line of ten ";"-separated fields:
 --   aircraft;IAS km/h;vertical speed m/s;angle of attack deg;g;gear 0..1;airbrake 0..1;flaps 0..1;
 --   engine RPM %;weight on wheels 0/1
+-- Nothing is sent while there is no own aircraft (a multiplayer slot screen, a spectator).
 --
 -- Install: copy this file to Saved Games\DCS\Scripts\ and append this one line to
 -- Saved Games\DCS\Scripts\Export.lua (create the file if it does not exist):
@@ -65,9 +66,14 @@ local function compressed(argument)
     return type(value) == "number" and value > 0
 end
 
+-- The datagram for the own aircraft, or nil while there is none (a slot screen, a spectator): sending
+-- nothing then lets the application notice the silence and declare the next aircraft by its own name.
 function exporter.datagram()
     local name = field(get("LoGetSelfData"), "Name")
-    name = type(name) == "string" and name:gsub("[;\r\n]", "_") or ""
+    if type(name) ~= "string" or name == "" then
+        return nil
+    end
+    name = name:gsub("[;\r\n]", "_")
 
     local ias = get("LoGetIndicatedAirSpeed")
     local mech = get("LoGetMechInfo")
@@ -114,7 +120,10 @@ local function afterNextFrame()
         return
     end
     exporter.lastSent = now
-    exporter.socket:send(exporter.datagram())
+    local datagram = exporter.datagram()
+    if datagram then
+        exporter.socket:send(datagram)
+    end
 end
 
 local function stop()
@@ -124,9 +133,28 @@ local function stop()
     end
 end
 
+-- A socket that cannot be set up is written to dcs.log, once per game session, where the troubleshooting
+-- steps look for it; the game's log object may be missing, and writing to it must never fail the export.
+local function reportStartFailure(message)
+    if exporter.startFailureLogged then
+        return
+    end
+    exporter.startFailureLogged = true
+    if type(log) == "table" and type(log.write) == "function" then
+        pcall(log.write, "VortaneQuillar", log.ERROR, "cannot set up the telemetry socket: " .. tostring(message))
+    end
+end
+
 -- Our own work never breaks the other exporters' callbacks, and theirs are called exactly as before.
 function LuaExportStart()
-    pcall(start)
+    local ok, message = pcall(start)
+    if not ok then
+        if exporter.socket then
+            pcall(exporter.socket.close, exporter.socket)
+            exporter.socket = nil
+        end
+        pcall(reportStartFailure, message)
+    end
     if previousStart then
         previousStart()
     end

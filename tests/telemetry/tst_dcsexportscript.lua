@@ -1,5 +1,5 @@
 -- Runs the DCS export script against stubbed export functions and a stubbed LuaSocket.
--- Usage: lua5.4 tst_dcsexportscript.lua <path to VortaneQuillar.lua>
+-- Usage: lua5.1 (or lua5.4) tst_dcsexportscript.lua <path to VortaneQuillar.lua>
 local scriptPath = assert(arg[1], "script path expected")
 
 local failures, checks = 0, 0
@@ -101,7 +101,6 @@ equal(#s.sent, beforeRestart + 1, "nothing is sent after stop")
 
 -- Case 3: missing values do not fail the script and are sent as 0.
 reset(); installSocket(); installAircraft()
-LoGetSelfData = function() return nil end
 LoGetIndicatedAirSpeed = nil
 LoGetVerticalVelocity = function() return nil end
 LoGetAngleOfAttack = function() error("not available on this module") end
@@ -112,7 +111,36 @@ LoGetAircraftDrawArgumentValue = function() return nil end
 dofile(scriptPath)
 LuaExportStart()
 LuaExportAfterNextFrame()
-equal(sockets[1].sent[1], ";0.000;0.000;0.000;0.000;0.000;0.000;0.000;0.000;0", "datagram with nothing known")
+equal(sockets[1].sent[1], "F-16C_50;0.000;0.000;0.000;0.000;0.000;0.000;0.000;0.000;0",
+    "datagram with nothing known but the aircraft")
+
+-- Case 3b: without an own aircraft (slot screen, spectator) nothing is sent at all, whatever else the
+-- game answers; the next aircraft is then sent under its own name.
+reset(); installSocket(); installAircraft()
+local selfData = nil
+LoGetSelfData = function() return selfData end
+dofile(scriptPath)
+LuaExportStart()
+for i = 0, 60 do -- over a second of frames with no aircraft, then without a name, then with an empty one
+    modelTime = 10 + i * 0.02
+    if i == 20 then selfData = {} end
+    if i == 40 then selfData = { Name = "" } end
+    LuaExportAfterNextFrame()
+end
+equal(#sockets[1].sent, 0, "nothing sent without an own aircraft")
+LoGetSelfData = function() error("no aircraft") end
+modelTime = 12
+LuaExportAfterNextFrame()
+equal(#sockets[1].sent, 0, "nothing sent when the own aircraft cannot be read")
+LoGetSelfData = function() return { Name = "A-10C_2" } end
+modelTime = 12.02
+LuaExportAfterNextFrame()
+equal(sockets[1].sent[1], "A-10C_2;360.000;-2.500;4.250;1.500;1.000;0.500;0.250;85.500;1",
+    "the next aircraft is sent under its own name")
+LoGetSelfData = function() return nil end
+modelTime = 12.04
+LuaExportAfterNextFrame()
+equal(#sockets[1].sent, 1, "leaving the aircraft stops the stream")
 
 -- Case 4: a ";" in an aircraft name cannot shift the fields.
 reset(); installSocket(); installAircraft()
@@ -151,6 +179,55 @@ LuaExportStart()
 LuaExportAfterNextFrame()
 LuaExportStop()
 equal(table.concat(calls, ","), "frame", "previous frame callback without LuaSocket")
+
+-- Case 7: a socket that cannot be set up is written to dcs.log once, whatever the number of missions.
+reset(); installAircraft()
+package.preload.socket = function() error("module 'socket' not found") end
+local logged = {}
+log = { ERROR = 2, INFO = 4 }
+function log.write(subsystem, level, message) table.insert(logged, { subsystem, level, message }) end
+dofile(scriptPath)
+LuaExportStart()
+LuaExportAfterNextFrame()
+LuaExportStop()
+LuaExportStart()
+equal(#logged, 1, "one log line for the failed set-up")
+equal(logged[1] and logged[1][1], "VortaneQuillar", "log subsystem")
+equal(logged[1] and logged[1][2], 2, "logged as an error")
+check(logged[1] and logged[1][3]:find("module 'socket' not found", 1, true) ~= nil,
+    "the log line carries the reason: " .. tostring(logged[1] and logged[1][3]))
+-- A socket that fails part-way (its peer cannot be set) is closed, logged, and sends nothing.
+reset(); installSocket(); installAircraft()
+logged = {}
+log = { ERROR = 2 }
+function log.write(subsystem, level, message) table.insert(logged, { subsystem, level, message }) end
+local udp = package.preload.socket
+package.preload.socket = function()
+    local module = udp()
+    local make = module.udp
+    module.udp = function()
+        local s = make()
+        function s:setpeername() error("host not found") end
+        return s
+    end
+    return module
+end
+dofile(scriptPath)
+LuaExportStart()
+LuaExportAfterNextFrame()
+equal(#logged, 1, "one log line for a peer that cannot be set")
+equal(sockets[1].calls[#sockets[1].calls], "close", "the half set-up socket is closed")
+equal(#sockets[1].sent, 0, "a half set-up socket sends nothing")
+-- Without the game's log object (or with one that fails) a failed set-up stays silent.
+reset(); installAircraft()
+package.preload.socket = function() error("module 'socket' not found") end
+log = { ERROR = 2, write = function() error("log closed") end }
+calls = {}
+function LuaExportStart() table.insert(calls, "start") end
+dofile(scriptPath)
+LuaExportStart()
+equal(table.concat(calls, ","), "start", "a failing log keeps the previous callbacks running")
+log = nil
 
 print(string.format("%d checks, %d failed", checks, failures))
 os.exit(failures == 0 and 0 or 1)
