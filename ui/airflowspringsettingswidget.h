@@ -31,6 +31,9 @@ private slots:
     void on_attenuation_end_airspeed_spinner_valueChanged(int arg1);
 
 private:
+    void tieAirspeedLimits();
+    void storeAirspeeds();
+
     std::unique_ptr<Ui::AirflowSpringSettingsWidget> ui;
     AirflowSpringSettings *settings = nullptr;
 };

@@ -11,10 +11,20 @@
 #include <QListView>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSlider>
 #include <QSpinBox>
 #include <QStackedWidget>
 #include <QTabWidget>
 #include <QtTest>
+
+#ifdef __linux__
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+#endif
 
 namespace {
 EffectsProfile makeProfile(int source, const QString &module, const QString &comment) {
@@ -101,6 +111,52 @@ bool blockProfileFolder(const ScratchWorkingDirectory &scratch) {
     QFile blocker(folder);
     return blocker.open(QIODevice::WriteOnly);
 }
+// Makes one existing profile file impossible to replace or change while the folder stays writable. Permissions
+// do not stop root, so there the file is also marked immutable; the mark is taken off again at the end.
+class LockedFile {
+public:
+    explicit LockedFile(const QString &path) : path(path) {
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther);
+        QFile probe(path);
+        if (!probe.open(QIODevice::WriteOnly | QIODevice::Append)) {
+            locked = true;
+            return;
+        }
+        probe.close();
+#ifdef __linux__
+        immutable = setImmutable(true);
+        locked = immutable;
+#endif
+    }
+    ~LockedFile() {
+#ifdef __linux__
+        if (immutable)
+            setImmutable(false);
+#endif
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
+    }
+    bool isLocked() const { return locked; }
+
+private:
+#ifdef __linux__
+    bool setImmutable(bool on) {
+        const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY);
+        if (fd < 0)
+            return false;
+        int flags = 0;
+        bool done = ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
+        if (done) {
+            flags = on ? (flags | FS_IMMUTABLE_FL) : (flags & ~FS_IMMUTABLE_FL);
+            done = ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
+        }
+        ::close(fd);
+        return done;
+    }
+    bool immutable = false;
+#endif
+    QString path;
+    bool locked = false;
+};
 } // namespace
 
 class TestProfileEditor : public QObject {
@@ -259,6 +315,72 @@ private slots:
         QVERIFY(fileContents(scratch.profilePath(name)).contains("aoa_shaker"));
     }
 
+    // Raising the start above the stored end through the boxes: the start stops one below the end, and
+    // the boxes, the profile, what the worker is sent and the saved file all hold the same pair.
+    void airflowAirspeedsKeepTheirOrderEverywhere() {
+        ScratchWorkingDirectory scratch;
+        QVERIFY(scratch.isValid());
+        Editor e;
+        e.addEffect(0, EffectsProfile::EFFECT_TYPE_NATURAL_AIRFLOW);
+        auto *page = e.axis(0)->findChild<QWidget *>(QStringLiteral("natural_airflow_page"));
+        auto *start = page->findChild<QSpinBox *>(QStringLiteral("attenuation_start_airspeed_spinner"));
+        auto *end = page->findChild<QSpinBox *>(QStringLiteral("attenuation_end_airspeed_spinner"));
+        auto *startSlider = page->findChild<QSlider *>(QStringLiteral("attenuation_start_airspeed_spinner_slider"));
+        QVERIFY(start && end && startSlider);
+        start->setValue(100);
+        end->setValue(200);
+        QSignalSpy moderate(&e.widget, &ThreeAxisEffectsWidget::moderateValueChange);
+        start->setValue(300);
+        QCOMPARE(start->value(), 199);
+        QCOMPARE(end->value(), 200);
+        QCOMPARE(start->maximum(), 199);
+        QCOMPARE(end->minimum(), 200);
+        const AirflowSpringSettings &held = e.widget.currentProfile().settings.ailerons().airflowSpring;
+        QCOMPARE(held.attenuation_start_airspeed, 199.0f);
+        QCOMPARE(held.attenuation_end_airspeed, 200.0f);
+        QVERIFY(!moderate.isEmpty());
+        const EffectsSettings sent = moderate.last().at(0).value<EffectsSettings>();
+        QCOMPARE(sent.ailerons().airflowSpring.attenuation_start_airspeed, 199.0f);
+        QCOMPARE(sent.ailerons().airflowSpring.attenuation_end_airspeed, 200.0f);
+        for (int i = 0; i < AirflowSpringSettings::CurvePoints; ++i) {
+            QVERIFY(std::isfinite(held.attenuationCurve[i].x));
+            QVERIFY(std::isfinite(held.attenuationCurve[i].y));
+        }
+
+        // The slider is bound the same way, and lowering the end drags nothing the boxes do not show.
+        startSlider->setValue(450);
+        QCOMPARE(start->value(), 199);
+        end->setValue(150);
+        QCOMPARE(end->value(), 200);
+        QCOMPARE(held.attenuation_end_airspeed, 200.0f);
+        start->setValue(120);
+        end->setValue(150);
+        QCOMPARE(start->value(), 120);
+        QCOMPARE(end->value(), 150);
+        QCOMPARE(start->maximum(), 149);
+        QCOMPARE(end->minimum(), 121);
+        QCOMPARE(held.attenuation_start_airspeed, 120.0f);
+        QCOMPARE(held.attenuation_end_airspeed, 150.0f);
+
+        QTest::mouseClick(e.save, Qt::LeftButton);
+        const QJsonObject spring = QJsonDocument::fromJson(fileContents(scratch.profilePath(
+                                                               QStringLiteral("GENERIC.json"))))
+                                       .object()
+                                       .value(QStringLiteral("effects"))
+                                       .toObject()
+                                       .value(QStringLiteral("ailerons"))
+                                       .toObject()
+                                       .value(QStringLiteral("airflow_spring"))
+                                       .toObject();
+        QCOMPARE(spring.value(QStringLiteral("attenuation_start_airspeed")).toDouble(), 120.0);
+        QCOMPARE(spring.value(QStringLiteral("attenuation_end_airspeed")).toDouble(), 150.0);
+        // Loaded back, the boxes show the pair with the same ties.
+        QCOMPARE(start->value(), 120);
+        QCOMPARE(end->value(), 150);
+        QCOMPARE(start->maximum(), 149);
+        QCOMPARE(end->minimum(), 121);
+    }
+
     void savingLosesTheValuesOfInactiveEffects() {
         ScratchWorkingDirectory scratch;
         QVERIFY(scratch.isValid());
@@ -271,6 +393,42 @@ private slots:
         QTest::mouseClick(e.save, Qt::LeftButton);
         QVERIFY(QFile::exists(scratch.profilePath(QStringLiteral("GENERIC.json"))));
         QCOMPARE(e.widget.currentProfile().settings.ailerons().smartDamper.static_dampening, 0.0f);
+
+        // Removing already reset the damper, so the writer is put to the test with a profile that holds an
+        // inactive effect with edited values: it is loaded from a file that states them.
+        EffectsProfile stored = makeProfile(0, QStringLiteral("Inactive"), {});
+        stored.settings.ailerons().simpleSpring.active = true;
+        QJsonObject document = QJsonDocument::fromJson(documentOf(stored)).object();
+        QJsonObject effects = document.value(QStringLiteral("effects")).toObject();
+        QJsonObject ailerons = effects.value(QStringLiteral("ailerons")).toObject();
+        ailerons.insert(QStringLiteral("smart_damper"), QJsonObject{{"active", false},
+                                                                    {"total_effect_strength", 70},
+                                                                    {"static_dampening", 40},
+                                                                    {"dynamic_dampening", 30}});
+        effects.insert(QStringLiteral("ailerons"), ailerons);
+        document.insert(QStringLiteral("effects"), effects);
+        const QString name = QStringLiteral("GENERIC_Inactive.json");
+        QVERIFY(scratch.writeProfile(name, QJsonDocument(document).toJson()));
+        e.widget.readProfiles();
+        Editor::choose(e.profiles, e.profiles->findData(name));
+        const SmartDamperSettings &held = e.widget.currentProfile().settings.ailerons().smartDamper;
+        QCOMPARE(held.active, false);
+        QCOMPARE(held.static_dampening, 40.0f);
+        QCOMPARE(held.dynamic_dampening, 30.0f);
+        QTest::mouseClick(e.save, Qt::LeftButton);
+        const QJsonObject written = QJsonDocument::fromJson(fileContents(scratch.profilePath(name)))
+                                        .object()
+                                        .value(QStringLiteral("effects"))
+                                        .toObject()
+                                        .value(QStringLiteral("ailerons"))
+                                        .toObject();
+        QVERIFY(written.contains(QStringLiteral("simple_spring")));
+        QVERIFY(!written.contains(QStringLiteral("smart_damper")));
+        // Loaded back after the save, the inactive damper has its defaults again.
+        QCOMPARE(held.active, false);
+        QCOMPARE(held.total_effect_strength, 0.0f);
+        QCOMPARE(held.static_dampening, 0.0f);
+        QCOMPARE(held.dynamic_dampening, 0.0f);
     }
 
     void loadingIsOneSuddenChangeAndNeverRewritesTheProfile() {
@@ -452,6 +610,81 @@ private slots:
         e.widget.activateProfileFor(Telemetry::TELEMETRY_SOURCE_MSFS, QStringLiteral("X"));
         QCOMPARE(e.profiles->currentData().toString(), QStringLiteral("MSFS_a.json"));
         QCOMPARE(e.widget.currentProfile().metadata.comment, QStringLiteral("zz"));
+    }
+
+    // An existing profile that cannot be replaced, in a folder that can be written: saving over it fails, the
+    // old file stays as it was, the edits stay in the editor, and the editor goes on working.
+    void aReadOnlyProfileFileStaysAndTheEditorGoesOn() {
+        ScratchWorkingDirectory scratch;
+        QVERIFY(scratch.isValid());
+        EffectsProfile stored = makeProfile(0, QStringLiteral("Cessna 152"), {});
+        stored.settings.ailerons().simpleSpring.active = true;
+        const QString name = QStringLiteral("GENERIC_Cessna_152.json");
+        QVERIFY(scratch.writeProfile(name, documentOf(stored)));
+        const QByteArray old = fileContents(scratch.profilePath(name));
+        Editor e;
+        Editor::choose(e.profiles, e.profiles->findData(name));
+        QCOMPARE(e.widget.currentProfile().settings.ailerons().simpleSpring.active, true);
+        LockedFile lock(scratch.profilePath(name));
+        QVERIFY2(lock.isLocked(), "the profile file could not be made read-only");
+
+        e.addEffect(1, EffectsProfile::EFFECT_TYPE_AOA_SHAKER);
+        const QByteArray edited = documentOf(e.widget.currentProfile());
+        QSignalSpy sudden(&e.widget, &ThreeAxisEffectsWidget::suddenValueChange);
+        QSignalSpy listChanged(&e.widget, &ThreeAxisEffectsWidget::profileListChanged);
+        QTest::mouseClick(e.save, Qt::LeftButton);
+        QCOMPARE(fileContents(scratch.profilePath(name)), old);
+        QCOMPARE(QDir(scratch.path() + QStringLiteral("/effect_profiles")).entryList(QDir::Files),
+                 QStringList{name});
+        QCOMPARE(listChanged.count(), 1);
+        QCOMPARE(sudden.count(), 0); // the old file was not loaded over the edits
+        QCOMPARE(documentOf(e.widget.currentProfile()), edited);
+        QCOMPARE(e.listed(), QStringList{QStringLiteral("Cessna 152 ")});
+
+        // Still usable: edits reach the worker, and another name saves.
+        e.addEffect(2, EffectsProfile::EFFECT_TYPE_SMART_DAMPER);
+        QCOMPARE(sudden.count(), 1);
+        QCOMPARE(e.widget.currentProfile().settings.rudder().smartDamper.active, true);
+        e.comment->clear();
+        QTest::keyClicks(e.comment, QStringLiteral("copy"));
+        QTest::mouseClick(e.save, Qt::LeftButton);
+        QCOMPARE(fileContents(scratch.profilePath(QStringLiteral("GENERIC_Cessna_152_copy.json"))),
+                 documentOf(e.widget.currentProfile()));
+        QCOMPARE(fileContents(scratch.profilePath(name)), old);
+    }
+
+    // The selected profile's file is gone before "Delete" is pressed (removed by hand meanwhile): nothing
+    // breaks, the list drops it, the editor starts over and keeps working.
+    void deletingAProfileWhoseFileHasVanished() {
+        ScratchWorkingDirectory scratch;
+        QVERIFY(scratch.isValid());
+        EffectsProfile stored = makeProfile(2, QStringLiteral("F-16C"), {});
+        stored.settings.ailerons().simpleSpring.active = true;
+        QVERIFY(scratch.writeProfile(QStringLiteral("DCS_F_16C.json"), documentOf(stored)));
+        QVERIFY(scratch.writeProfile(QStringLiteral("other.json"),
+                                     documentOf(makeProfile(2, QStringLiteral("A"), {}))));
+        Editor e;
+        Editor::choose(e.profiles, e.profiles->findData(QStringLiteral("DCS_F_16C.json")));
+        QCOMPARE(e.widget.currentProfile().metadata.flightModule, QStringLiteral("F-16C"));
+        QVERIFY(QFile::remove(scratch.profilePath(QStringLiteral("DCS_F_16C.json"))));
+
+        QSignalSpy sudden(&e.widget, &ThreeAxisEffectsWidget::suddenValueChange);
+        QSignalSpy moderate(&e.widget, &ThreeAxisEffectsWidget::moderateValueChange);
+        QSignalSpy listChanged(&e.widget, &ThreeAxisEffectsWidget::profileListChanged);
+        QTest::mouseClick(e.remove, Qt::LeftButton);
+        QCOMPARE(listChanged.count(), 1);
+        QCOMPARE(e.listed(), QStringList{QStringLiteral("A [DCS]")});
+        QCOMPARE(e.profiles->currentIndex(), -1);
+        QCOMPARE(documentOf(e.widget.currentProfile()), documentOf(makeProfile(0, {}, {})));
+        QVERIFY(QFile::exists(scratch.profilePath(QStringLiteral("other.json"))));
+        QCOMPARE(sudden.count(), 0);
+        QCOMPARE(moderate.count(), 0);
+
+        e.addEffect(0, EffectsProfile::EFFECT_TYPE_SIMPLE_SPRING);
+        QCOMPARE(sudden.count(), 1);
+        QTest::mouseClick(e.remove, Qt::LeftButton); // nothing selected now
+        QCOMPARE(listChanged.count(), 1);
+        QCOMPARE(e.widget.currentProfile().settings.ailerons().simpleSpring.active, true);
     }
 
     void anUnwritableFolderLosesNothing() {
