@@ -173,9 +173,12 @@ void TelemetrySourceMSFS::handleEvent(const SimConnectMessage &message) {
 void TelemetrySourceMSFS::handleData(const SimConnectMessage &message) {
     if (message.requestId != RequestId)
         return;
-    // A block shorter than our definition cannot be ours; it is dropped like data for another request.
-    if (!message.data || message.size < BlockSize)
+    // A block shorter than our definition cannot be decoded and is dropped, yet it answered our one-shot
+    // request: without asking again no further data would ever come until the next "SimStart".
+    if (!message.data || message.size < BlockSize) {
+        requestData();
         return;
+    }
 
     if (!active) {
         // The message that announces the aircraft only declares the source; its values are not decoded.

@@ -557,10 +557,6 @@ private slots:
         QTest::newRow("unknown id") << 12345u << 0u << 1u << BlockSize;
         QTest::newRow("data for request 1") << 9u << 1u << none << BlockSize;
         QTest::newRow("data without request id") << 9u << none << none << BlockSize;
-        QTest::newRow("data one byte short") << 9u << 0u << none << BlockSize - 1;
-        QTest::newRow("data without the title") << 9u << 0u << none << 144;
-        QTest::newRow("data of 8 bytes") << 9u << 0u << none << 8;
-        QTest::newRow("data without bytes") << 9u << 0u << none << 0;
         QTest::newRow("event 2") << 4u << none << 2u << 0;
         QTest::newRow("event without id") << 4u << none << none << 0;
     }
@@ -598,6 +594,51 @@ private slots:
         QCOMPARE(rig.order, QStringList({"telemetrySourceChanged"}));
         QVERIFY(rig.source->isActive());
         QCOMPARE(rig.fake.requests.size(), size_t(2));
+    }
+
+    void aShortBlockIsDroppedAndAskedForAgain_data() {
+        QTest::addColumn<int>("dataSize");
+        QTest::newRow("data one byte short") << BlockSize - 1;
+        QTest::newRow("data without the title") << 144;
+        QTest::newRow("data of 8 bytes") << 8;
+        QTest::newRow("data without bytes") << 0;
+    }
+
+    // A block for our request that is too short to decode changes nothing, but the data keeps flowing:
+    // the one-shot request it answered is made again, and the next full block is used.
+    void aShortBlockIsDroppedAndAskedForAgain() {
+        QFETCH(int, dataSize);
+        const QByteArray shortBlock =
+            Block().set(Offset::AirspeedIndicated, 250.0).set(Offset::OnGround, 1.0).title("Ignored").data().left(
+                dataSize);
+
+        // While inactive: no declaration, and a new request.
+        Rig rig;
+        rig.fake.queueData(0, shortBlock);
+        rig.source->poll();
+        QCOMPARE(rig.fake.pendingMessages(), 0);
+        QCOMPARE(rig.signalCount(), 0);
+        QVERIFY(!rig.source->isActive());
+        QCOMPARE(rig.fake.requests.size(), size_t(2));
+        rig.declare(QByteArrayLiteral("After short"));
+        QCOMPARE(rig.declared->count(), 1);
+        QCOMPARE(rig.declared->at(0).at(1).toString(), QStringLiteral("After short"));
+        QCOMPARE(rig.fake.requests.size(), size_t(3));
+
+        // While active: no record and no touch-down, a new request, and the next block is decoded.
+        rig.fake.queueData(0, shortBlock);
+        rig.source->poll();
+        QCOMPARE(rig.order, QStringList({"telemetrySourceChanged"}));
+        QVERIFY(rig.source->isActive());
+        QCOMPARE(rig.fake.requests.size(), size_t(4));
+        for (size_t i = 0; i < rig.fake.requests.size(); ++i) {
+            QCOMPARE(rig.fake.requests[i].requestId, 0u);
+            QCOMPARE(rig.fake.requests[i].definitionId, 0u);
+        }
+        const MSFSTelemetry next = rig.feed(Block().set(Offset::AirspeedIndicated, 180.0));
+        QCOMPARE(rig.changed->count(), 1);
+        QCOMPARE(next.airspeed, 180.0f);
+        QCOMPARE(rig.fake.requests.size(), size_t(5));
     }
 
     void theBuildsOwnSourceStaysSilent() {
