@@ -34,17 +34,8 @@ void TelemetrySourceUdp::poll() {
         return;
     }
 
-    // Only the newest datagram of a burst matters: each read overwrites the previous one on purpose.
-    bool received = false;
-    while (socket->hasPendingDatagrams()) {
-        const qint64 size = socket->pendingDatagramSize();
-        buffer.resize(size > 0 ? size : 0);
-        const qint64 read = socket->readDatagram(buffer.data(), buffer.size());
-        if (read > 0)
-            received = true;
-        else if (read < 0)
-            break; // a socket error leaves the datagram queued; spinning on it would hang the tick
-    }
+    // Only the newest datagram of a burst matters: each read replaces the previous one on purpose.
+    const bool received = readNewestDatagram(*socket, buffer, scratch);
     if (!received)
         return; // empty datagrams do not keep the telemetry alive
 

@@ -4,8 +4,35 @@
 #include "telemetrysource.h"
 
 #include <QByteArray>
+#include <QtGlobal>
 
 class QUdpSocket;
+
+// The most datagrams one poll reads from one port. A sender faster than the polling tick would otherwise
+// keep the read loop going and stall every other source on the thread; what is left is read on the next
+// tick, and only the newest datagram matters anyway.
+constexpr int MaxDatagramsPerPoll = 64;
+
+// Reads at most `limit` pending datagrams of `socket` (anything with QUdpSocket's hasPendingDatagrams,
+// pendingDatagramSize and readDatagram), each into `scratch`. `newest` ends up holding the last datagram
+// read in full, empty ones included; a failed read ends the burst and leaves `newest` as it was, so a
+// stale or partly filled buffer is never handed on. Answers whether any read returned data.
+template <typename Socket>
+bool readNewestDatagram(Socket &socket, QByteArray &newest, QByteArray &scratch, int limit = MaxDatagramsPerPoll) {
+    bool received = false;
+    for (int count = 0; count < limit && socket.hasPendingDatagrams(); ++count) {
+        const qint64 size = socket.pendingDatagramSize();
+        scratch.resize(size > 0 ? size : 0);
+        const qint64 read = socket.readDatagram(scratch.data(), scratch.size());
+        if (read < 0)
+            break; // a socket error may leave the datagram queued; spinning on it would hang the tick
+        scratch.resize(read);
+        newest.swap(scratch);
+        if (read > 0)
+            received = true;
+    }
+    return received;
+}
 
 // What the three UDP simulators share: the socket on a fixed local port, the read loop run on every
 // polling tick, and the start and end detection. Subclasses supply the decoder and their record.
@@ -30,7 +57,8 @@ protected:
 
 private:
     QUdpSocket *socket = nullptr;
-    QByteArray buffer; // reused for every datagram of every burst
+    QByteArray buffer;  // the newest datagram read in full
+    QByteArray scratch; // the one being read; the two swap, so neither is allocated again once grown
     ElapsedClock lastDatagramTimer;
     ElapsedClock activeSinceTimer;
 };

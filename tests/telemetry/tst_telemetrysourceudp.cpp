@@ -7,6 +7,7 @@
 #include <QUdpSocket>
 #include <QRegularExpression>
 #include <QtTest>
+#include <cstring>
 
 namespace {
 // Records every step the read loop takes, in order.
@@ -33,6 +34,31 @@ protected:
     }
     void emitTelemetry() override { steps << QStringLiteral("emit"); }
     void emitIdleTelemetry() override { steps << QStringLiteral("idle"); }
+};
+
+// A socket whose datagrams and read results are scripted: a read either delivers its datagram, or fails
+// after scribbling over the caller's buffer, the worst a failing read can do.
+struct ScriptedSocket {
+    struct Datagram {
+        QByteArray bytes;
+        bool fails = false;
+    };
+    QList<Datagram> queue;
+    int reads = 0;
+
+    bool hasPendingDatagrams() const { return !queue.isEmpty(); }
+    qint64 pendingDatagramSize() const { return queue.isEmpty() ? -1 : queue.first().bytes.size(); }
+    qint64 readDatagram(char *data, qint64 maxSize) {
+        ++reads;
+        const Datagram next = queue.takeFirst();
+        if (next.fails) {
+            std::memset(data, 'X', size_t(maxSize));
+            return -1;
+        }
+        const qint64 size = qMin<qint64>(maxSize, next.bytes.size());
+        std::memcpy(data, next.bytes.constData(), size_t(size));
+        return size;
+    }
 };
 
 // Gives loopback delivery ample time so a burst is wholly pending before the next poll.
@@ -190,6 +216,68 @@ private slots:
         receive("at 1000 ms");
         QCOMPARE(source->hookSeconds, (QList<float>{0.0f, 0.0f}));
         QCOMPARE(source->steps, (QStringList{"parse", "hook", "emit", "parse", "hook", "emit", "parse", "emit"}));
+    }
+
+    // A sender far faster than the tick: each poll reads at most 64 datagrams and decodes the newest of
+    // them; the rest waits for the next ticks, so the poll always returns.
+    void aFloodIsReadSixtyFourDatagramsAPoll() {
+        QCOMPARE(MaxDatagramsPerPoll, 64);
+        declare();
+        for (int i = 1; i <= 150; ++i)
+            QVERIFY(sender->send(QByteArray::number(i)));
+        letDatagramsArrive();
+        source->poll();
+        QCOMPARE(source->parsed, QList<QByteArray>{"64"});
+        source->poll();
+        QCOMPARE(source->parsed, (QList<QByteArray>{"64", "128"}));
+        source->poll();
+        QCOMPARE(source->parsed, (QList<QByteArray>{"64", "128", "150"}));
+        source->poll();
+        QCOMPARE(source->parsed.size(), 3);
+        QCOMPARE(source->steps, (QStringList{"parse", "hook", "emit", "parse", "hook", "emit", "parse", "hook",
+                                             "emit"}));
+    }
+
+    void theReadLoopStopsAtItsBound() {
+        ScriptedSocket socket;
+        for (int i = 1; i <= 70; ++i)
+            socket.queue.append({QByteArray::number(i)});
+        QByteArray newest, scratch;
+        QVERIFY(readNewestDatagram(socket, newest, scratch));
+        QCOMPARE(socket.reads, 64);
+        QCOMPARE(socket.queue.size(), 6);
+        QCOMPARE(newest, QByteArray("64"));
+        QVERIFY(readNewestDatagram(socket, newest, scratch));
+        QCOMPARE(newest, QByteArray("70"));
+        QCOMPARE(socket.reads, 70);
+        QVERIFY(!readNewestDatagram(socket, newest, scratch));
+        QCOMPARE(newest, QByteArray("70"));
+        QCOMPARE(socket.reads, 70);
+    }
+
+    // A read that fails in the middle of a burst ends it; what is handed on is the last datagram read in
+    // full, never the buffer the failed read wrote into.
+    void aFailedReadNeverLeavesAPartlyFilledDatagram() {
+        ScriptedSocket socket;
+        socket.queue = {{"first datagram"}, {"second"}, {"a longer third datagram", true}, {"fourth"}};
+        QByteArray newest("before"), scratch;
+        QVERIFY(readNewestDatagram(socket, newest, scratch));
+        QCOMPARE(newest, QByteArray("second"));
+        QCOMPARE(socket.reads, 3);
+        QCOMPARE(socket.queue.size(), 1);
+
+        // A failure first in the burst hands on nothing and reports no data.
+        socket.queue = {{"failing", true}, {"after"}};
+        QVERIFY(!readNewestDatagram(socket, newest, scratch));
+        QCOMPARE(newest, QByteArray("second"));
+        QCOMPARE(socket.queue.size(), 1);
+
+        // An empty datagram is read in full: it is what remains, yet it alone is no data.
+        socket.queue = {{"data"}, {QByteArray()}, {"never read", true}};
+        QVERIFY(readNewestDatagram(socket, newest, scratch));
+        QCOMPARE(newest, QByteArray());
+        socket.queue = {{QByteArray()}};
+        QVERIFY(!readNewestDatagram(socket, newest, scratch));
     }
 
     void aTakenPortIsNotReported() {
