@@ -30,6 +30,14 @@ void TelemetrySourceWarthunder::poll() {
     requestInFlight = true;
     reply = networkManager->get(request);
     connect(reply, &QNetworkReply::finished, this, &TelemetrySourceWarthunder::onReplyFinished);
+    // Past the cap the request is aborted, which finishes it with an error: a failed reply like any other.
+    // Checked on every arrival of data (Qt's progress signal is held back for 100 ms, too late for a fast
+    // sender), so the body never grows much beyond the cap.
+    QNetworkReply *started = reply;
+    connect(reply, &QNetworkReply::readyRead, this, [started] {
+        if (started->bytesAvailable() > MaxBodyBytes)
+            started->abort();
+    });
 }
 
 void TelemetrySourceWarthunder::onReplyFinished() {
@@ -37,7 +45,8 @@ void TelemetrySourceWarthunder::onReplyFinished() {
     if (!finished)
         return;
 
-    if (finished->error() != QNetworkReply::NoError) {
+    // A body over the cap that arrived whole before it could be stopped fails all the same.
+    if (finished->error() != QNetworkReply::NoError || finished->bytesAvailable() > MaxBodyBytes) {
         // No grace period: the first failed request ends the telemetry.
         if (active) {
             active = false;

@@ -20,6 +20,9 @@ class TelemetrySourceWarthunder : public TelemetrySource {
 public:
     static QUrl defaultUrl() { return QUrl(QStringLiteral("http://127.0.0.1:8111/state")); }
     static constexpr int TransferTimeoutMs = 100;
+    // The largest reply body read. A real state document is well under a kilobyte; a server that streams
+    // without end would otherwise keep the one request open for ever and its body growing in memory.
+    static constexpr qint64 MaxBodyBytes = 1024 * 1024;
 
     explicit TelemetrySourceWarthunder(QObject *parent = nullptr, const QUrl &url = defaultUrl());
 

@@ -55,6 +55,9 @@ void HttpStub::onReadyRead(QTcpSocket *connection) {
         connection->abort();
         connection->deleteLater();
         return;
+    case Mode::Stream:
+        stream(connection);
+        return;
     case Mode::Answer:
         if (delayMs <= 0) {
             respond(connection);
@@ -78,4 +81,20 @@ void HttpStub::respond(QTcpSocket *connection) {
     response += body;
     connection->write(response);
     connection->disconnectFromHost();
+}
+
+// A body with no length and no end: 16 KiB every millisecond, as long as the client keeps the connection.
+void HttpStub::stream(QTcpSocket *connection) {
+    connection->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nConnection: close\r\n\r\n");
+    auto *timer = new QTimer(connection);
+    const QByteArray chunk(16 * 1024, ' ');
+    connect(timer, &QTimer::timeout, connection, [this, connection, chunk] {
+        // Only as much as the connection drains, so the stub's own memory stays small too.
+        if (connection->bytesToWrite() > 4 * chunk.size())
+            return;
+        connection->write(chunk);
+        streamed += chunk.size();
+    });
+    connect(connection, &QTcpSocket::disconnected, this, [this] { ++streamsClosed; });
+    timer->start(1);
 }

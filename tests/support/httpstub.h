@@ -18,6 +18,7 @@ public:
         Answer, // status line, headers and body, after `delayMs`
         Silent, // accept the request and never answer
         Close,  // close the connection without an answer
+        Stream, // status line and headers, then a body that never ends
     };
 
     explicit HttpStub(QObject *parent = nullptr);
@@ -30,6 +31,10 @@ public:
     void setMode(Mode mode) { this->mode = mode; }
 
     int requestCount() const { return requests.size(); }
+    // Body bytes handed to the connections in Stream mode, and how many of those connections the client
+    // has closed.
+    qint64 streamedBytes() const { return streamed; }
+    int closedStreams() const { return streamsClosed; }
     // Request lines as received, e.g. "GET /state HTTP/1.1".
     QStringList requestLines() const { return requests; }
     // Header block of the latest request, without the request line.
@@ -39,6 +44,7 @@ private:
     void onNewConnection();
     void onReadyRead(QTcpSocket *connection);
     void respond(QTcpSocket *connection);
+    void stream(QTcpSocket *connection);
 
     QTcpServer server;
     Mode mode = Mode::Answer;
@@ -47,4 +53,6 @@ private:
     int delayMs = 0;
     QStringList requests;
     QByteArray headers;
+    qint64 streamed = 0;
+    int streamsClosed = 0;
 };

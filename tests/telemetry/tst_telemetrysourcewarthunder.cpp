@@ -123,6 +123,52 @@ private slots:
         QVERIFY(s.source.isActive());
     }
 
+    // A server that streams without end: past 1 MiB the request is aborted and counts as a failed reply,
+    // so the telemetry ends at once instead of the request staying open with its body growing.
+    void anEndlessReplyIsCutAtTheCapAndFails() {
+        QCOMPARE(TelemetrySourceWarthunder::MaxBodyBytes, qint64(1048576));
+        HttpStub stub;
+        QVERIFY(stub.listen());
+        stub.answer(inFlight);
+        Session s(stub.url());
+        QVERIFY(tickUntil(s.source, [&] { return s.records.size() >= 1; }));
+        stub.setMode(HttpStub::Mode::Stream);
+        QVERIFY(tickUntil(s.source, [&] { return s.ended.count() == 1; }));
+        QVERIFY(!s.source.isActive());
+        QCOMPARE(s.order.mid(s.order.size() - 2), (QStringList{"record", "ended"}));
+        QCOMPARE(s.records.last().airspeed, 0.0f);
+        QVERIFY(QTest::qWaitFor([&] { return stub.closedStreams() >= 1; }, 10000));
+
+        // While inactive an endless reply is dropped like any failure: nothing is declared, and the next
+        // tick asks again.
+        Session fresh(stub.url());
+        const int before = stub.requestCount();
+        QVERIFY(tickUntil(fresh.source, [&] { return stub.requestCount() >= before + 2; }));
+        QCOMPARE(fresh.declared.count(), 0);
+        QCOMPARE(fresh.ended.count(), 0);
+        QCOMPARE(fresh.records.size(), 0);
+    }
+
+    // The cap is on the body's size: a document of exactly 1 MiB is read, one byte more is a failure even
+    // when the server announces its length.
+    void theBodyCapIsOneMebibyte() {
+        QByteArray whole = R"({"valid": true, "IAS, km/h": 250, "Ny": 2, "AoA, deg": 3})";
+        whole += QByteArray(TelemetrySourceWarthunder::MaxBodyBytes - whole.size(), ' ');
+        HttpStub stub;
+        QVERIFY(stub.listen());
+        stub.answer(inFlight);
+        Session s(stub.url());
+        QVERIFY(tickUntil(s.source, [&] { return s.records.size() >= 1; }));
+        stub.answer(whole);
+        QVERIFY(tickUntil(s.source, [&] { return s.records.last().airspeed == 250; }));
+        QCOMPARE(s.records.last().gForce, 2.0f);
+        QCOMPARE(s.ended.count(), 0);
+        stub.answer(whole + ' ');
+        QVERIFY(tickUntil(s.source, [&] { return s.ended.count() == 1; }));
+        QCOMPARE(s.records.last().airspeed, 0.0f);
+        QVERIFY(!s.source.isActive());
+    }
+
     void atMostOneRequestIsInFlight() {
         HttpStub stub;
         QVERIFY(stub.listen());
