@@ -101,6 +101,9 @@ void MainWindow::connectPanels() {
 }
 
 void MainWindow::startUpdateCheck() {
+    // A build without the vendor's address has nowhere to ask: no request, so nothing fails or is logged.
+    if (updateEndpoint.baseUrl.trimmed().isEmpty())
+        return;
     updateReply = network->get(*updateRequest);
     connect(updateReply, &QNetworkReply::finished, this, &MainWindow::updateCheckFinished);
 }

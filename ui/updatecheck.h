@@ -16,8 +16,8 @@ namespace UpdateCheck {
 
 constexpr int TransferTimeoutMs = 10000;
 
-// Where the manifest lives. The base address (scheme and host) comes from the build; an empty one makes
-// the request fail at once, which the window treats like any failed check.
+// Where the manifest lives. The base address (scheme and host) comes from the build; with an empty one
+// the window makes no request at all.
 struct Endpoint {
     QString baseUrl;
     int transferTimeoutMs = TransferTimeoutMs;

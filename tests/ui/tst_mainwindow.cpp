@@ -3,6 +3,7 @@
 #include "mainbackgroundthread.h"
 #include "mainwindow.h"
 #include "scratchworkingdirectory.h"
+#include "signalrecorder.h"
 #include "statuswidget.h"
 #include "threeaxiseffectswidget.h"
 
@@ -354,14 +355,28 @@ private slots:
         QCOMPARE(errorLines(), QStringList({"error QNetworkReply::OperationCanceledError"}));
     }
 
-    void emptyHostFailsLikeAnyRequest() {
+    // Without an address there is no request at all: no reply ever exists, nothing is logged or shown.
+    void emptyHostMakesNoRequest_data() {
+        QTest::addColumn<QString>("baseUrl");
+        QTest::newRow("empty") << QString();
+        QTest::newRow("blank") << QStringLiteral("  ");
+    }
+
+    void emptyHostMakesNoRequest() {
+        QFETCH(QString, baseUrl);
         ScratchWorkingDirectory scratch;
-        QTest::ignoreMessage(QtDebugMsg, "error QNetworkReply::ProtocolUnknownError");
-        MainWindow window(UpdateCheck::Endpoint{QString()});
+        MainWindow window(UpdateCheck::Endpoint{baseUrl});
         recordDialogs(window);
-        QTRY_VERIFY(updateCheckDone(window));
+        auto *network = window.findChild<QNetworkAccessManager *>();
+        QVERIFY(network);
+        QCOMPARE(network->findChildren<QNetworkReply *>().size(), 0);
+        int replies = 0;
+        connect(network, &QNetworkAccessManager::finished, this, [&replies] { ++replies; });
+        QTest::qWait(300);
+        QCOMPARE(network->findChildren<QNetworkReply *>().size(), 0);
+        QCOMPARE(replies, 0);
         QCOMPARE(shown.size(), 0);
-        QCOMPARE(errorLines(), QStringList({"error QNetworkReply::ProtocolUnknownError"}));
+        QCOMPARE(debugLines, QStringList());
     }
 
     void productTimeoutIsTenSeconds() {
@@ -486,6 +501,58 @@ private slots:
         HidApiDouble::reset();
     }
 
+    // The worker's signals emitted where the worker really emits them, in its own thread: each reaches the
+    // panels through the queued, cross-thread path, and the editor's answer reaches the devices.
+    void workerSignalsCrossFromTheWorkersThread() {
+        ScratchWorkingDirectory scratch;
+        QVERIFY(scratch.writeProfile(QStringLiteral("DCS_F_16C_50.json"), dcsProfile(QStringLiteral("F-16C_50"))));
+        HidApiDouble::reset();
+        HidApiDouble::setPlugged(HidApiDouble::Device::Joystick, true);
+        QTest::ignoreMessage(QtDebugMsg, "error QNetworkReply::ConnectionRefusedError");
+        MainWindow window(UpdateCheck::Endpoint{QStringLiteral("http://127.0.0.1:%1").arg(refusingPort())});
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        MainBackgroundThread *worker = window.backgroundWorker();
+        QVERIFY(worker->thread() != QThread::currentThread());
+        auto *status = window.findChild<StatusWidget *>(QStringLiteral("status_widget"));
+        auto *editor = window.findChild<ThreeAxisEffectsWidget *>(QStringLiteral("effect_settings_widget"));
+        auto field = [status](const char *name) {
+            return status->findChild<QLineEdit *>(QString::fromLatin1(name))->text();
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(field("joystick_state"), QStringLiteral("Connected (Version 37)"), 20000);
+        const auto inWorker = [worker](const std::function<void()> &emitter) {
+            QMetaObject::invokeMethod(worker, emitter, Qt::BlockingQueuedConnection);
+        };
+
+        HidApiDouble::clearCalls();
+        inWorker([worker] {
+            emit worker->telemetrySourceChanged(Telemetry::TELEMETRY_SOURCE_DCS, QStringLiteral("F-16C_50"));
+        });
+        QTRY_COMPARE(editor->currentProfile().metadata.flightModule, QStringLiteral("F-16C_50"));
+        QCOMPARE(field("telemetry_data_source"), QStringLiteral("DCS"));
+        QCOMPARE(field("flight_module"), QStringLiteral("F-16C_50"));
+        // The loaded profile went back to the worker as a sudden change: its DirectX override reaches the stick.
+        QTRY_COMPARE_WITH_TIMEOUT(int(HidApiDouble::writes(HidApiDouble::Device::Joystick, 0x21).size()), 1,
+                                  20000);
+        QCOMPARE(floatAt(HidApiDouble::writes(HidApiDouble::Device::Joystick, 0x21)[0].bytes, 10),
+                 80.0f * 50.0f / 100 / 100);
+
+        Telemetry record;
+        record.aoa = 3.5f;
+        inWorker([worker, record] { emit worker->telemetryChanged(record); });
+        QTRY_COMPARE(field("aoa_field"), QStringLiteral("3.5"));
+        inWorker([worker] { emit worker->telemetryEnded(); });
+        QTRY_COMPARE(field("telemetry_data_source"), QStringLiteral("Not detected"));
+        inWorker([worker] { emit worker->rudderConnected(0x00000325); });
+        QTRY_COMPARE(field("rudder_state"), QStringLiteral("Connected (Version 805)"));
+        inWorker([worker] { emit worker->rudderDisconnected(); });
+        QTRY_COMPARE(field("rudder_state"), QStringLiteral("Not detected"));
+        // positionChanged is emitted by the worker's own cycle in its thread, which workerReachesTheStatusPanel
+        // follows to the panel.
+        QTRY_VERIFY(updateCheckDone(window));
+        HidApiDouble::reset();
+    }
+
     void liveAndOverriddenTelemetry() {
         ScratchWorkingDirectory scratch;
         QTest::ignoreMessage(QtDebugMsg, "error QNetworkReply::ConnectionRefusedError");
@@ -497,14 +564,15 @@ private slots:
         auto field = [status](const char *name) {
             return status->findChild<QLineEdit *>(QString::fromLatin1(name))->text();
         };
-        QSignalSpy changed(worker, &MainBackgroundThread::telemetryChanged);
+        // Received here, queued from the worker's thread: a QSignalSpy would be written by that thread.
+        SignalRecorder changed(worker, &MainBackgroundThread::telemetryChanged);
 
         DCSTelemetry record;
         record.aoa = 6.5f;
         QMetaObject::invokeMethod(worker, "setDcsTelemetry", Qt::QueuedConnection,
                                   Q_ARG(DCSTelemetry, record));
         QTRY_COMPARE_WITH_TIMEOUT(field("aoa_field"), QStringLiteral("6.5"), 20000);
-        QCOMPARE(changed.count(), 1);
+        QTRY_COMPARE(changed.count(), 1);
 
         // The panel's switch reaches the worker: it drops source records from then on.
         auto *override = status->findChild<QCheckBox *>(QStringLiteral("telemetry_override"));
@@ -524,7 +592,10 @@ private slots:
         QMetaObject::invokeMethod(worker, "setDcsTelemetry", Qt::QueuedConnection,
                                   Q_ARG(DCSTelemetry, record));
         QTRY_COMPARE_WITH_TIMEOUT(field("aoa_field"), QStringLiteral("9"), 20000);
-        QCOMPARE(changed.count(), 2);
+        QTRY_COMPARE(changed.count(), 2);
+        QCOMPARE(changed.last().at(0).value<Telemetry>().aoa, 9.0f);
+        for (QThread *receiver : changed.receivedIn())
+            QCOMPARE(receiver, QThread::currentThread());
         QTRY_VERIFY(updateCheckDone(window));
     }
 };

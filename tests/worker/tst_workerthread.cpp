@@ -1,7 +1,7 @@
 #include "hidapidouble.h"
 #include "mainbackgroundthread.h"
+#include "signalrecorder.h"
 
-#include <QSignalSpy>
 #include <QThread>
 #include <QTimer>
 #include <QtTest>
@@ -25,9 +25,10 @@ private slots:
         QThread *receivedIn = nullptr;
         connect(worker, &MainBackgroundThread::joystickConnected, this,
                 [&receivedIn] { receivedIn = QThread::currentThread(); });
-        QSignalSpy connected(worker, &MainBackgroundThread::joystickConnected);
-        QSignalSpy disconnected(worker, &MainBackgroundThread::joystickDisconnected);
-        QSignalSpy positions(worker, &MainBackgroundThread::positionChanged);
+        // Received here, queued from the worker's thread: a QSignalSpy would be written by that thread.
+        SignalRecorder connected(worker, &MainBackgroundThread::joystickConnected);
+        SignalRecorder disconnected(worker, &MainBackgroundThread::joystickDisconnected);
+        SignalRecorder positions(worker, &MainBackgroundThread::positionChanged);
 
         auto *startTimer = new QTimer();
         startTimer->setSingleShot(true);
@@ -39,7 +40,7 @@ private slots:
         QCOMPARE(worker->findChild<QTimer *>(QString(), Qt::FindDirectChildrenOnly)->thread(), thread);
 
         QTRY_COMPARE_WITH_TIMEOUT(connected.count(), 1, 10000);
-        QCOMPARE(connected[0][0].value<uint32_t>(), uint32_t(0x03020125));
+        QCOMPARE(connected.at(0).at(0).value<uint32_t>(), uint32_t(0x03020125));
         QCOMPARE(receivedIn, guiThread);
         QTRY_VERIFY_WITH_TIMEOUT(HidApiDouble::writes(Device::Joystick, 0x20).size() >= 50, 20000);
         QTRY_VERIFY_WITH_TIMEOUT(positions.count() >= 2, 10000);
@@ -61,6 +62,10 @@ private slots:
         QVERIFY(thread->wait(10000));
         QCOMPARE(HidApiDouble::invalidHandleUses(), 0);
         QCOMPARE(HidApiDouble::initCount(), 1);
+        for (const SignalRecorder *recorder : {&connected, &disconnected, &positions}) {
+            for (QThread *receiver : recorder->receivedIn())
+                QCOMPARE(receiver, guiThread);
+        }
     }
 };
 
