@@ -1,5 +1,7 @@
 #include "telemetrythread.h"
 
+#include "simconnectseam.h"
+
 #include "telemetrysourcecondor2.h"
 #include "telemetrysourcedcs.h"
 #include "telemetrysourcemsfs.h"
@@ -21,7 +23,8 @@ TelemetryThread::TelemetryThread(const Endpoints &endpoints, QObject *parent) : 
     for (TelemetrySource *&entry : sources)
         entry = nullptr;
 
-    auto *msfs = new TelemetrySourceMSFS(this);
+    auto *msfs = endpoints.simConnect ? new TelemetrySourceMSFS(endpoints.simConnect(), this)
+                                      : new TelemetrySourceMSFS(this);
     auto *dcs = new TelemetrySourceDCS(this, endpoints.dcsPort);
     auto *shturmovik = new TelemetrySourceShturmovik(this, endpoints.shturmovikPort);
     auto *warthunder = new TelemetrySourceWarthunder(this, endpoints.warthunderUrl);

@@ -6,8 +6,11 @@
 #include <QObject>
 #include <QString>
 #include <QUrl>
+#include <functional>
+#include <memory>
 
 class QTimer;
+class SimConnectSeam;
 class TelemetrySource;
 
 // The telemetry worker: owns one source per simulator, polls them every 20 ms on its own thread, and
@@ -23,6 +26,8 @@ public:
         quint16 shturmovikPort = 29777;
         quint16 condor2Port = 55278;
         QUrl warthunderUrl = QUrl(QStringLiteral("http://127.0.0.1:8111/state"));
+        // The SimConnect the MSFS source runs over; empty: this build's own.
+        std::function<std::unique_ptr<SimConnectSeam>()> simConnect;
     };
 
     explicit TelemetryThread(QObject *parent = nullptr);

@@ -1,3 +1,5 @@
+#include "fakesimconnect.h"
+#include "httpstub.h"
 #include "il2packet.h"
 #include "telemetrysourcecondor2.h"
 #include "telemetrysourcedcs.h"
@@ -269,6 +271,66 @@ private slots:
         emit msfs->telemetryEnded();
         QCOMPARE(thread.currentActiveSource(), Telemetry::TELEMETRY_SOURCE_NONE);
         QCOMPARE(log.take(), (QStringList{"declared 1 Cessna 172", "msfs 0", "ended"}));
+    }
+
+    // With nothing running every tick polls MSFS, and polls it first: its open attempt comes on each tick, and
+    // when MSFS and DCS both have data in one tick, MSFS declares first, so DCS (later in the table) wins.
+    void withNothingRunningEveryTickPollsMsfsFirst() {
+        FakeSimConnect fake;
+        fake.setOpenSucceeds(false);
+        TelemetryThread::Endpoints endpoints = freeEndpoints();
+        endpoints.simConnect = [&fake] { return fake.createSeam(); };
+        TelemetryThread thread(endpoints);
+        Log log(thread);
+        for (int tick = 1; tick <= 5; ++tick) {
+            thread.onTimeout();
+            QCOMPARE(fake.openCalls, tick);
+        }
+        QCOMPARE(log.take(), QStringList());
+
+        fake.setOpenSucceeds(true);
+        fake.queueData(0, QByteArray(400, '\0').replace(144, 6, "Cessna"));
+        UdpSender dcs(portOf(thread, Telemetry::TELEMETRY_SOURCE_DCS));
+        QVERIFY(dcs.send("MiG-29A;0;0;0;0;0;0;0;0;0"));
+        letDatagramsArrive();
+        thread.onTimeout();
+        QCOMPARE(fake.openCalls, 6);
+        QCOMPARE(log.take(), (QStringList{"declared 1 Cessna", "declared 2 MiG-29A"}));
+        QCOMPARE(thread.currentActiveSource(), Telemetry::TELEMETRY_SOURCE_DCS);
+        // MSFS stays active in its own eyes and is no longer polled while DCS is the active source.
+        QVERIFY(thread.source(Telemetry::TELEMETRY_SOURCE_MSFS)->isActive());
+        const int dispatches = fake.dispatchCalls;
+        thread.onTimeout();
+        QCOMPARE(fake.dispatchCalls, dispatches);
+    }
+
+    // War Thunder answers only after the tick that asked: a reply that arrives after another source declared
+    // in that tick declares War Thunder over it, and from then on only War Thunder is polled.
+    void aWarThunderReplyAfterAnotherSourceDeclared() {
+        HttpStub stub;
+        QVERIFY(stub.listen());
+        stub.answer(R"({"IAS, km/h": 300})");
+        TelemetryThread::Endpoints endpoints = freeEndpoints();
+        endpoints.warthunderUrl = stub.url();
+        TelemetryThread thread(endpoints);
+        Log log(thread);
+        UdpSender dcs(portOf(thread, Telemetry::TELEMETRY_SOURCE_DCS));
+        QVERIFY(dcs.send("F-5E-3;0;0;0;0;0;0;0;0;0"));
+        letDatagramsArrive();
+        thread.onTimeout();
+        QCOMPARE(log.take(), QStringList{"declared 2 F-5E-3"});
+        QCOMPARE(thread.currentActiveSource(), Telemetry::TELEMETRY_SOURCE_DCS);
+        QVERIFY(QTest::qWaitFor([&] { return !log.entries.isEmpty(); }, 10000));
+        QCOMPARE(log.take(), QStringList{"declared 4 Generic warbird"});
+        QCOMPARE(thread.currentActiveSource(), Telemetry::TELEMETRY_SOURCE_WARTHUNDER);
+        QVERIFY(thread.source(Telemetry::TELEMETRY_SOURCE_DCS)->isActive());
+
+        // Only War Thunder is polled now: its next reply is decoded, DCS's waiting datagram is not read.
+        QVERIFY(dcs.send("F-5E-3;500;0;0;0;0;0;0;0;0"));
+        letDatagramsArrive();
+        QVERIFY(pollUntil([&] { thread.onTimeout(); }, [&] { return !log.entries.isEmpty(); }));
+        QCOMPARE(log.take(), QStringList{"warthunder 300"});
+        QCOMPARE(stub.requestCount(), 2);
     }
 
     void withNothingRunningWarThunderKeepsOneRequestOutstanding() {
