@@ -183,6 +183,94 @@ private slots:
         }
     }
 
+    // Every default distinct and non-zero, every current value different again: a field that reset()
+    // skipped, or filled from the wrong default, shows.
+    void airflowResetCopiesEveryDefault() {
+        AirflowSpringSettings a;
+        a.defaultActive = true;
+        a.defaultTotalEffectStrength = 11;
+        a.defaultAirspeedForce = 12;
+        a.defaultThrustForce = 13;
+        a.defaultAttenuationStartAirspeed = 140;
+        a.defaultAttenuationEndAirspeed = 650;
+        a.defaultAttenuationStrength = 16;
+        a.defaultLocalAoaInfluenceStrength = 17;
+        a.active = false;
+        a.total_effect_strength = 91;
+        a.airspeed_force = 92;
+        a.thrust_force = 93;
+        a.attenuation_start_airspeed = 94;
+        a.attenuation_end_airspeed = 95;
+        a.attenuation_strength = 96;
+        a.local_aoa_influence_strength = 97;
+        a.reset();
+        QCOMPARE(a.active, true);
+        QCOMPARE(a.total_effect_strength, 11.0f);
+        QCOMPARE(a.airspeed_force, 12.0f);
+        QCOMPARE(a.thrust_force, 13.0f);
+        QCOMPARE(a.attenuation_start_airspeed, 140.0f);
+        QCOMPARE(a.attenuation_end_airspeed, 650.0f);
+        QCOMPARE(a.attenuation_strength, 16.0f);
+        QCOMPARE(a.local_aoa_influence_strength, 17.0f);
+        // The defaults themselves stay.
+        QCOMPARE(a.defaultActive, true);
+        QCOMPARE(a.defaultTotalEffectStrength, 11.0f);
+        QCOMPARE(a.defaultAirspeedForce, 12.0f);
+        QCOMPARE(a.defaultThrustForce, 13.0f);
+        QCOMPARE(a.defaultAttenuationStartAirspeed, 140.0f);
+        QCOMPARE(a.defaultAttenuationEndAirspeed, 650.0f);
+        QCOMPARE(a.defaultAttenuationStrength, 16.0f);
+        QCOMPARE(a.defaultLocalAoaInfluenceStrength, 17.0f);
+        // The curve is rebuilt from the default airspeeds: k = 0.5 * 140 / (650 - 140), x(t) = 2(1-t)t k + t^2.
+        AirflowSpringSettings expected;
+        expected.setAttenuationAirspeeds(140, 650);
+        for (int i = 0; i < AirflowSpringSettings::CurvePoints; ++i) {
+            QCOMPARE(a.attenuationCurve[i].x, expected.attenuationCurve[i].x);
+            QCOMPARE(a.attenuationCurve[i].y, expected.attenuationCurve[i].y);
+        }
+        const double k = 0.5 * 140.0 / 510.0;
+        QVERIFY(qAbs(a.attenuationCurve[5].x - (2 * 0.5 * 0.5 * k + 0.25)) < 1e-6);
+        QVERIFY(qAbs(a.attenuationCurve[5].y - 0.75) < 1e-6);
+    }
+
+    void aoaResetCopiesEveryDefault() {
+        AoAShakerSettings s;
+        s.defaultActive = true;
+        s.defaultTotalEffectStrength = 21;
+        s.speed = {81, 82, 83, 22, 230, 24};
+        s.frequency = {84, 85, 86, 25, 26, -27};
+        s.aoa = {87, 88, 89, 3, 12, 29};
+        s.active = false;
+        s.total_effect_strength = 99;
+        EffectSettingsBase &base = s;
+        base.reset();
+        QCOMPARE(s.active, true);
+        QCOMPARE(s.total_effect_strength, 21.0f);
+        compareRange(s.speed, 22, 230, 24, 22, 230, 24);
+        compareRange(s.frequency, 25, 26, -27, 25, 26, -27);
+        compareRange(s.aoa, 3, 12, 29, 3, 12, 29);
+    }
+
+    void landingJoltResetCopiesEveryDefault() {
+        JoltSettings s;
+        s.defaultActive = true;
+        s.defaultTotalEffectStrength = 31;
+        s.speed = {71, 72, 73, 32, 330, 34};
+        s.frequency = {74, 75, 76, 35, 36, -37};
+        s.defaultEffectTime = 380;
+        s.effect_time = 77;
+        s.active = false;
+        s.total_effect_strength = 78;
+        EffectSettingsBase &base = s;
+        base.reset();
+        QCOMPARE(s.active, true);
+        QCOMPARE(s.total_effect_strength, 31.0f);
+        compareRange(s.speed, 32, 330, 34, 32, 330, 34);
+        compareRange(s.frequency, 35, 36, -37, 35, 36, -37);
+        QCOMPARE(s.effect_time, int64_t(380));
+        QCOMPARE(s.defaultEffectTime, int64_t(380));
+    }
+
     void curvePointsByHand() {
         AirflowSpringSettings a;
         a.setAttenuationAirspeeds(200, 600); // k = 0.5 * 200 / 400 = 0.25

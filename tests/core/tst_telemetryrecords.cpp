@@ -1,5 +1,7 @@
 #include "devicerecords.h"
+#include "effectsprofile.h"
 #include "forcesrecord.h"
+#include "sourcerecords.h"
 #include "telemetry.h"
 
 #include <QMetaType>
@@ -11,6 +13,19 @@ class TestTelemetryRecords : public QObject {
     Q_OBJECT
 
 private slots:
+    // The enumerations are known by name from the start, before anything has used them: a queued call that
+    // names them finds them. This runs first, so no earlier use can have registered them on the way.
+    void enumerationsAreRegisteredByNameAtStart() {
+        for (const char *name : {"Telemetry::Source", "EffectsProfile::EffectType"})
+            QVERIFY2(QMetaType::fromName(name).isValid(), name);
+        QCOMPARE(QMetaType::fromName("Telemetry::Source"), QMetaType::fromType<Telemetry::Source>());
+        QCOMPARE(QMetaType::fromName("EffectsProfile::EffectType"), QMetaType::fromType<EffectsProfile::EffectType>());
+        // The program uses the profile code, which links its registration in; so does this test.
+        EffectsProfile profile;
+        profile.reset();
+        QCOMPARE(profile.metadata.source, Telemetry::TELEMETRY_SOURCE_NONE);
+    }
+
     void fieldsAreInTheirOrder() {
         // Fifteen fields in a fixed order: the flow angles of axes 0..2 are fields 1..3.
         QCOMPARE(offsetof(Telemetry, verticalSpeed), size_t(0));
@@ -105,6 +120,36 @@ private slots:
         Telemetry c;
         std::memcpy(&c, &b, sizeof c);
         QCOMPARE(c.gForce, 3.0f);
+    }
+
+    // Each record that crosses a thread carries the name it is looked up by, and once in use that name
+    // leads back to the same type.
+    void recordsAreRegisteredUnderTheirNames() {
+        const QList<std::pair<QMetaType, QByteArray>> records = {
+            {QMetaType::fromType<Telemetry>(), "Telemetry"},
+            {QMetaType::fromType<Forces>(), "Forces"},
+            {QMetaType::fromType<PositionInput>(), "PositionInput"},
+            {QMetaType::fromType<DirectXOverrideTypeDef>(), "DirectXOverrideTypeDef"},
+            {QMetaType::fromType<EffectsSettings>(), "EffectsSettings"},
+            {QMetaType::fromType<EffectsProfileMetadata>(), "EffectsProfileMetadata"},
+            {QMetaType::fromType<MSFSTelemetry>(), "MSFSTelemetry"},
+            {QMetaType::fromType<DCSTelemetry>(), "DCSTelemetry"},
+            {QMetaType::fromType<ShturmovikTelemetry>(), "ShturmovikTelemetry"},
+            {QMetaType::fromType<WarthunderTelemetry>(), "WarthunderTelemetry"},
+            {QMetaType::fromType<Condor2Telemetry>(), "Condor2Telemetry"},
+            {QMetaType::fromType<QMap<QString, EffectsProfileMetadata>>(), "QMap<QString,EffectsProfileMetadata>"},
+        };
+        for (const auto &[type, name] : records) {
+            QCOMPARE(QByteArray(type.name()), name);
+            QVERIFY2(type.id() > 0, name.constData());
+            QVERIFY2(QMetaType::fromName(name) == type, name.constData());
+            // A copy made through the meta-type, as a queued connection makes it, is a whole record.
+            void *copy = type.create();
+            QVERIFY2(copy, name.constData());
+            type.destroy(copy);
+        }
+        // A name nobody registered is not found: the lookup is by name, not by any complete type.
+        QVERIFY(!QMetaType::fromName("TelemetryRecordNobodyRegistered").isValid());
     }
 
     void registeredAsMetaTypes() {

@@ -73,6 +73,14 @@ bool sameBits(const Forces &a, const Forces &b) {
 }
 } // namespace
 
+namespace {
+quint32 bitsOf(float value) {
+    quint32 bits = 0;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+} // namespace
+
 class TestForcePipeline : public QObject {
     Q_OBJECT
 
@@ -305,6 +313,40 @@ private slots:
         }
     }
 
+    // t = e / 2000 and the blend in 32-bit float, at odd milliseconds where double arithmetic narrowed at the
+    // end gives another last bit; the expected bit patterns were worked out apart from this code.
+    void fadeRoundsInFloatAtOddMilliseconds_data() {
+        QTest::addColumn<int>("elapsed");
+        QTest::addColumn<float>("computed");
+        QTest::addColumn<float>("base");
+        QTest::addColumn<quint32>("expected");
+        QTest::newRow("1 ms") << 1 << 3.0f << 0.0f << quint32(0x403fe76c);          // double: 0x403fe76d
+        QTest::newRow("333 ms") << 333 << 100.0f << 0.0f << quint32(0x42a6b334);    // double: 0x42a6b333
+        QTest::newRow("777 ms") << 777 << 40.0f << 0.0f << quint32(0x41c3ae15);     // double: 0x41c3ae14
+        QTest::newRow("1001 ms") << 1001 << -8.0f << 0.0f << quint32(0xc07fbe76);   // double: 0xc07fbe77
+        QTest::newRow("1333 ms") << 1333 << 37.5f << 0.0f << quint32(0x4148199b);   // double: 0x4148199a
+        QTest::newRow("1999 ms") << 1999 << 20.0f << 0.0f << quint32(0x3c23d900);   // double: 0x3c23d70a
+        QTest::newRow("1333 ms to 100") << 1333 << 40.0f << 100.0f << quint32(0x429ffae1);
+        QTest::newRow("777 ms to 3") << 777 << -8.0f << 3.0f << quint32(0xc06e7efa);
+    }
+    void fadeRoundsInFloatAtOddMilliseconds() {
+        QFETCH(int, elapsed);
+        QFETCH(float, computed);
+        QFETCH(float, base);
+        QFETCH(quint32, expected);
+        Forces now, target;
+        for (int axis = 0; axis < 3; ++axis) {
+            now[axis] = {computed, computed, computed};
+            target[axis] = {base, base, base};
+        }
+        const Forces f = applySettingsTransition(now, elapsed, target);
+        for (int axis = 0; axis < 3; ++axis) {
+            QCOMPARE(bitsOf(f[axis].force), expected);
+            QCOMPARE(bitsOf(f[axis].periodic), expected);
+            QCOMPARE(bitsOf(f[axis].springGain), expected);
+        }
+    }
+
     void fadeEndsWhole() {
         // At 2000 ms the factor reaches 1 and at 2001 the fade is over: the forces snap back to full.
         const Forces computed = forcesOf(40, -8, 20);
@@ -388,6 +430,57 @@ private slots:
         float trimmer = 33.0f;
         trimmer /= 100.0f;
         QCOMPARE(qint32(std::memcmp(&v.trimmer, &trimmer, sizeof(float))), 0);
+    }
+
+    // Rows where one float division at a time and the same sum in double narrowed at the end differ in the
+    // last bit; the expected bit patterns were worked out apart from this code.
+    void directXRoundsInFloatWhereDoubleDiffers_data() {
+        QTest::addColumn<float>("strength");
+        QTest::addColumn<float>("force");
+        QTest::addColumn<quint32>("expected");
+        QTest::newRow("90 x 33") << 90.0f << 33.0f << quint32(0x3e981063);  // double: 0x3e981062
+        QTest::newRow("1 x 3") << 1.0f << 3.0f << quint32(0x399d4951);      // double: 0x399d4952
+        QTest::newRow("3 x 1") << 3.0f << 1.0f << quint32(0x399d4951);      // double: 0x399d4952
+        QTest::newRow("17 x 53") << 17.0f << 53.0f << quint32(0x3db8865a);  // double: 0x3db88659
+        QTest::newRow("70 x 33") << 70.0f << 33.0f << quint32(0x3e6c8b44);  // the same either way
+    }
+    void directXRoundsInFloatWhereDoubleDiffers() {
+        QFETCH(float, strength);
+        QFETCH(float, force);
+        QFETCH(quint32, expected);
+        DirectXSettings s;
+        s.active = true;
+        s.total_effect_strength = strength;
+        s.force = force;
+        s.periodic = force;
+        s.trimmer = force;
+        const DirectXAxisValues v = ::directXValues(s);
+        QCOMPARE(bitsOf(v.force), expected);
+        QCOMPARE(bitsOf(v.periodic), expected);
+        QCOMPARE(v.trimmer, force / 100);
+    }
+
+    void smartDamperRoundsInFloatAtOddStrengths_data() {
+        QTest::addColumn<float>("strength");
+        QTest::addColumn<float>("dampening");
+        QTest::addColumn<quint32>("expected");
+        QTest::newRow("90 x 33") << 90.0f << 33.0f << quint32(0x3e981063);
+        QTest::newRow("1 x 3") << 1.0f << 3.0f << quint32(0x399d4951);
+        QTest::newRow("53 x 17") << 53.0f << 17.0f << quint32(0x3db8865a);
+        QTest::newRow("33 x 7") << 33.0f << 7.0f << quint32(0x3cbd3c36);
+    }
+    void smartDamperRoundsInFloatAtOddStrengths() {
+        QFETCH(float, strength);
+        QFETCH(float, dampening);
+        QFETCH(quint32, expected);
+        SmartDamperSettings s;
+        s.active = true;
+        s.total_effect_strength = strength;
+        s.static_dampening = dampening;
+        s.dynamic_dampening = dampening;
+        const DamperValues v = ::smartDamperValues(s);
+        QCOMPARE(bitsOf(v.staticDamping), expected);
+        QCOMPARE(bitsOf(v.dynamicDamping), expected);
     }
 
     void smartDamperValues_data() {

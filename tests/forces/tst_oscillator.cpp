@@ -49,6 +49,52 @@ private slots:
         QCOMPARE(out, s.phase <= 0.5f ? a : -a);
     }
 
+    // Periods worked out by hand, N = integer part of 1000 / f in double. At f = 1000/7 (142.857147 as a
+    // float) the double quotient is 6.99999986, so N = 6; the float quotient would round to 7. Likewise
+    // f = 1000/3 (333.333344) gives 2.99999991, so N = 2, not 3. Each row steps m = N / 2 (or a quarter) to
+    // an exact phase, then N + 1 ms, which is m = 0 and leaves the phase where it is.
+    void handDerivedPeriods_data() {
+        QTest::addColumn<float>("frequency");
+        QTest::addColumn<float>("frequencyJitter");
+        QTest::addColumn<int>("period");
+        QTest::addColumn<int>("step");
+        QTest::addColumn<float>("phase");
+        QTest::newRow("1000/7 Hz: N 6") << 1000.0f / 7 << 0.0f << 6 << 3 << 0.5f;
+        QTest::newRow("1000/3 Hz: N 2") << 1000.0f / 3 << 0.0f << 2 << 1 << 0.5f;
+        QTest::newRow("7 Hz: N 142") << 7.0f << 0.0f << 142 << 71 << 0.5f;
+        QTest::newRow("0.5 Hz: N 2000") << 0.5f << 0.0f << 2000 << 500 << 0.25f;
+        QTest::newRow("100 Hz jittered +25%: N 8") << 100.0f << 0.25f << 8 << 2 << 0.25f;
+        QTest::newRow("15 Hz: N 66") << 15.0f << 0.0f << 66 << 33 << 0.5f;
+        QTest::newRow("999 Hz: N 1") << 999.0f << 0.0f << 1 << 1 << 0.0f; // p exactly 1 wraps to 0
+    }
+    void handDerivedPeriods() {
+        QFETCH(float, frequency);
+        QFETCH(float, frequencyJitter);
+        QFETCH(int, period);
+        QFETCH(int, step);
+        QFETCH(float, phase);
+        OscillatorState s;
+        s.frequencyJitter = frequencyJitter;
+        QCOMPARE(stepOscillator(s, step, frequency, 2), 2.0f);
+        QCOMPARE(s.phase, phase);
+        // N + 1 ms later the elapsed time is 0 modulo N + 1: nothing moves, nothing is drawn.
+        QCOMPARE(stepOscillator(s, step + period + 1, frequency, 2), 2.0f);
+        QCOMPARE(s.phase, phase);
+        QVERIFY(jitterUntouched());
+        // N ms later the phase has gone round once: p = phase + 1, so a new period starts and draws jitter,
+        // unless p is exactly 1, which wraps without a draw.
+        resetJitterSource();
+        stepOscillator(s, step + 2 * period + 1, frequency, 2);
+        QCOMPARE(s.phase, phase);
+        if (phase > 0) {
+            const std::vector<float> drawn = referenceJitter(2);
+            QCOMPARE(s.amplitudeJitter, drawn[0]);
+            QCOMPARE(s.frequencyJitter, drawn[1]);
+        } else {
+            QVERIFY(jitterUntouched());
+        }
+    }
+
     void elapsedIsTakenModuloNPlusOne() {
         OscillatorState s;
         // 11 ms at N = 10 is m = 0: the phase does not move.

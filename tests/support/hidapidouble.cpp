@@ -270,7 +270,7 @@ int HID_API_EXPORT HID_API_CALL hid_exit(void) {
 }
 
 HID_API_EXPORT hid_device *HID_API_CALL hid_open(unsigned short vendor_id, unsigned short product_id,
-                                                 const wchar_t * /*serial_number*/) {
+                                                 const wchar_t *serial_number) {
     notifyBefore();
     State &s = state();
     std::lock_guard lock(s.mutex);
@@ -285,6 +285,8 @@ HID_API_EXPORT hid_device *HID_API_CALL hid_open(unsigned short vendor_id, unsig
         s.liveHandles.insert(handle);
     }
     record(s, Call::Open, handle ? device : Device::None, handle ? 1 : 0, product_id, nullptr, 0);
+    if (s.recording && !s.calls.empty())
+        s.calls.back().serialNumberPassed = serial_number != nullptr;
     return handle;
 }
 

@@ -27,6 +27,7 @@ struct CallRecord {
     int result = 0;
     unsigned short productId = 0;     // hid_open only
     std::vector<unsigned char> bytes; // write: bytes sent; feature report: buffer after the call
+    bool serialNumberPassed = false;  // hid_open only: a serial number was given rather than null
 };
 
 // Everything back to the start: both devices unplugged with zero positions and version bytes, full reads and

@@ -112,6 +112,77 @@ private slots:
         QCOMPARE(record.propAirflow, 0.0f);
     }
 
+    // Wheel values that are not numbers or infinite: the mean decides, and only a mean above 0.01 is contact.
+    void nonFiniteWheelValues() {
+        ShturmovikDecoder decoder;
+        ShturmovikTelemetry record;
+        settleRing(decoder, record);
+        const float nan = std::numeric_limits<float>::quiet_NaN();
+        const float inf = std::numeric_limits<float>::infinity();
+        bool landed = true;
+        QCOMPARE(decoder.decode(Il2Packet().indicator(5, {nan}).bytes(), record, &landed), Result::Decoded);
+        QCOMPARE(landed, false);
+        QCOMPARE(record.onGround, false);
+        QCOMPARE(decoder.decode(Il2Packet().indicator(5, {inf, 0}).bytes(), record, &landed), Result::Decoded);
+        QCOMPARE(landed, true);
+        QCOMPARE(record.onGround, true);
+        QCOMPARE(decoder.decode(Il2Packet().indicator(5, {inf}).bytes(), record, &landed), Result::Decoded);
+        QCOMPARE(landed, false); // already on the ground
+        QCOMPARE(decoder.decode(Il2Packet().indicator(5, {-inf}).bytes(), record, &landed), Result::Decoded);
+        QCOMPARE(landed, false);
+        QCOMPARE(record.onGround, false);
+        QCOMPARE(decoder.decode(Il2Packet().indicator(5, {inf, -inf}).bytes(), record, &landed), Result::Decoded);
+        QCOMPARE(record.onGround, false); // inf - inf: the mean is not a number
+        QCOMPARE(decoder.decode(Il2Packet().indicator(5, {0.5f, nan}).bytes(), record, &landed), Result::Decoded);
+        QCOMPARE(record.onGround, false);
+        QCOMPARE(landed, false);
+        QCOMPARE(record.verticalSpeed, 25.0f); // the ring is not touched by wheel values
+    }
+
+    // A not-a-number altitude turns two ring entries into NaN (its own rise and the next one's), so the
+    // vertical speed reads 0 until both have left the ring 25 packets later.
+    void notANumberAltitude() {
+        ShturmovikDecoder decoder;
+        ShturmovikTelemetry record;
+        settleRing(decoder, record); // ring all 1, last altitude 25
+        const float nan = std::numeric_limits<float>::quiet_NaN();
+        QCOMPARE(decoder.decode(Il2Packet().indicator(10, {nan}).bytes(), record, nullptr), Result::Decoded);
+        QCOMPARE(record.verticalSpeed, 0.0f);
+        for (int k = 1; k <= 25; ++k) {
+            QCOMPARE(decoder.decode(Il2Packet().indicator(10, {float(99 + k)}).bytes(), record, nullptr),
+                     Result::Decoded);
+            QCOMPARE(record.verticalSpeed, 0.0f);
+        }
+        QCOMPARE(decoder.decode(Il2Packet().indicator(10, {125}).bytes(), record, nullptr), Result::Decoded);
+        QCOMPARE(record.verticalSpeed, 25.0f); // 125 now, 100 twenty-five packets ago
+    }
+
+    // Only NaN becomes 0: an infinite altitude gives an infinite vertical speed for its packet; the next rise
+    // is then infinite the other way, their sum is NaN and the speed reads 0 while both are in the ring.
+    void infiniteAltitude_data() {
+        QTest::addColumn<float>("altitude");
+        QTest::newRow("+inf") << std::numeric_limits<float>::infinity();
+        QTest::newRow("-inf") << -std::numeric_limits<float>::infinity();
+    }
+    void infiniteAltitude() {
+        QFETCH(float, altitude);
+        ShturmovikDecoder decoder;
+        ShturmovikTelemetry record;
+        settleRing(decoder, record);
+        QCOMPARE(decoder.decode(Il2Packet().indicator(10, {altitude}).bytes(), record, nullptr), Result::Decoded);
+        QCOMPARE(record.verticalSpeed, altitude);
+        for (int k = 0; k < 24; ++k) {
+            QCOMPARE(decoder.decode(Il2Packet().indicator(10, {float(30 + k)}).bytes(), record, nullptr),
+                     Result::Decoded);
+            QCOMPARE(record.verticalSpeed, 0.0f);
+        }
+        // The infinite rise has left the ring; the opposite one is still in it.
+        QCOMPARE(decoder.decode(Il2Packet().indicator(10, {54}).bytes(), record, nullptr), Result::Decoded);
+        QCOMPARE(record.verticalSpeed, -altitude);
+        QCOMPARE(decoder.decode(Il2Packet().indicator(10, {55}).bytes(), record, nullptr), Result::Decoded);
+        QCOMPARE(record.verticalSpeed, 25.0f);
+    }
+
     void groundContactLandsOnce() {
         ShturmovikDecoder decoder;
         ShturmovikTelemetry record;

@@ -5,6 +5,7 @@
 
 #include <QSignalSpy>
 #include <QtTest>
+#include <hidapi.h>
 
 using namespace HidApiDouble;
 using WorkerTest::floatAt;
@@ -314,6 +315,79 @@ private slots:
         WorkerTest::advance(500);
         WorkerTest::cycle(worker);
         QCOMPARE_EXACT(floatAt(directControlWrites(Device::Joystick, 2).at(0).bytes, 10), -25.0f);
+    }
+
+    // A second sudden change in the middle of a fade starts the 2000 ms over from full.
+    void aSecondSuddenChangeRestartsTheFade() {
+        HidApiDouble::setPlugged(Device::Joystick, true);
+        HidApiDouble::setPosition(Device::Joystick, 0.5f, 0.0f, 0.0f, 0.0f);
+        MainBackgroundThread worker;
+        WorkerTest::cycle(worker);
+        worker.changeSettingsSuddenly(springSettings());
+        WorkerTest::advance(1500);
+        WorkerTest::cycle(worker); // 2: 1500 ms into the first fade
+        QCOMPARE_EXACT(floatAt(directControlWrites(Device::Joystick, 2).at(0).bytes, 10), -12.5f);
+        worker.changeSettingsSuddenly(springSettings());
+        WorkerTest::advance(500);
+        WorkerTest::cycle(worker); // 3: 2000 ms after the first change, 500 ms after the second
+        QCOMPARE_EXACT(floatAt(directControlWrites(Device::Joystick, 3).at(0).bytes, 10), -37.5f);
+        QCOMPARE_EXACT(floatAt(directControlWrites(Device::Joystick, 3).at(0).bytes, 2), 37.5f);
+        WorkerTest::advance(1000);
+        WorkerTest::cycle(worker); // 4: 1500 ms after the second
+        QCOMPARE_EXACT(floatAt(directControlWrites(Device::Joystick, 4).at(0).bytes, 10), -12.5f);
+        WorkerTest::advance(501);
+        WorkerTest::cycle(worker); // 5: the second fade is over
+        QCOMPARE_EXACT(floatAt(directControlWrites(Device::Joystick, 5).at(0).bytes, 10), -50.0f);
+    }
+
+    // The cycle publishes the positions it read before it writes anything: a listener on positionChanged
+    // sees the reads of the cycle done and none of its writes.
+    void positionChangedComesBeforeTheWrites() {
+        HidApiDouble::setPlugged(Device::Joystick, true);
+        HidApiDouble::setPlugged(Device::Rudder, true);
+        HidApiDouble::setPosition(Device::Joystick, 0.5f, 0.0f, 0.0f, 0.0f);
+        MainBackgroundThread worker;
+        worker.changeSettingsModerately(springSettings());
+        WorkerTest::cycle(worker); // opens both devices
+        QList<std::vector<CallRecord>> seen;
+        connect(&worker, &MainBackgroundThread::positionChanged, this,
+                [&seen](const PositionInput &) { seen.append(HidApiDouble::calls()); }, Qt::DirectConnection);
+        for (int i = 0; i < 3; ++i) {
+            HidApiDouble::clearCalls();
+            WorkerTest::cycle(worker);
+            QCOMPARE(seen.size(), i + 1);
+            const std::vector<CallRecord> &atSignal = seen.last();
+            QCOMPARE(atSignal.size(), size_t(2));
+            QCOMPARE(atSignal[0].call, Call::GetFeatureReport);
+            QCOMPARE(atSignal[1].call, Call::GetFeatureReport);
+            // Both writes of the cycle came after the signal.
+            const std::vector<CallRecord> all = HidApiDouble::calls();
+            QCOMPARE(all.size(), size_t(4));
+            QCOMPARE(all[2].call, Call::Write);
+            QCOMPARE(all[3].call, Call::Write);
+            QVERIFY(all[2].sequence > atSignal[1].sequence);
+        }
+    }
+
+    // The devices are opened by their ids alone: the serial number argument is always null.
+    void devicesAreOpenedWithoutASerialNumber() {
+        // The double tells a given serial number from none.
+        hid_device *probe = hid_open(VendorId, JoystickProductId, L"A1B2");
+        QVERIFY(!HidApiDouble::calls(Call::Open).empty());
+        QCOMPARE(HidApiDouble::calls(Call::Open).back().serialNumberPassed, true);
+        hid_close(probe);
+        HidApiDouble::clearCalls();
+
+        HidApiDouble::setPlugged(Device::Joystick, true);
+        MainBackgroundThread worker;
+        WorkerTest::cycles(worker, 102); // the rudder is tried at cycles 1 and 102
+        HidApiDouble::setPlugged(Device::Rudder, true);
+        WorkerTest::cycles(worker, 101);
+        const std::vector<CallRecord> opens = HidApiDouble::calls(Call::Open);
+        QCOMPARE(opens.size(), size_t(4)); // joystick once; rudder at 1, 102 and 203
+        for (const CallRecord &open : opens)
+            QCOMPARE(open.serialNumberPassed, false);
+        QCOMPARE(HidApiDouble::openHandleCount(), 2);
     }
 
     void disconnectJoystickAndFindItAgain() {
