@@ -9,7 +9,9 @@ const int sourceMetaTypeId = qRegisterMetaType<Telemetry::Source>("Telemetry::So
 
 float Telemetry::getAirspeed() const {
     (void)sourceMetaTypeId;
-    // std::clamp lets a NaN airspeed through unchanged; the effects guard themselves against it.
+    // std::clamp lets a NaN airspeed through unchanged, and nothing further on replaces it: the effects that
+    // read the airspeed compute NaN from it, and the force clamp passes NaN on as well. Only the sine table and
+    // the oscillator keep a NaN from turning into undefined behaviour; they do not turn it into a number.
     return std::clamp(airspeed, 0.0f, 1000.0f);
 }
 
