@@ -4,6 +4,7 @@
 # the build tree or a system folder.
 #
 #   launch.sh [<path-to-quillar> [arguments...]]
+#   launch.sh [<path-to-quillar>] --help | --version
 #
 # A first argument holding a "/" is the program. Without one it starts the "quillar" that sits beside this
 # script (the installed layout, where this script is "quillar-launch"). The data folder is $XDG_DATA_HOME/vortane-quillar, by default
@@ -30,6 +31,32 @@ if [ ! -f "$program" ] || [ ! -x "$program" ]; then
     echo "launch.sh: no program at $program" >&2
     exit 1
 fi
+
+# The launcher's own options answer before the data folder is made, so asking for them changes nothing.
+name=$(basename "$0")
+case "${1:-}" in
+-h | --help | -help)
+    cat <<EOF
+Usage: $name [<path-to-quillar>] [arguments...]
+Starts Vortane Quillar in its data folder, \${XDG_DATA_HOME:-~/.local/share}/vortane-quillar, where
+the effect profiles are kept, making the folder first if it is missing.
+
+Options:
+  -h, --help     Displays this help and exits.
+  -v, --version  Displays the version and exits.
+
+A first argument holding a "/" is the program to start (default: the quillar beside this launcher).
+Every other argument is passed on to the program; "quillar --help" lists its own options.
+EOF
+    exit 0
+    ;;
+-v | --version | -version)
+    # The program knows the version; the launcher ships with it and shares it.
+    version=$("$program" --version)
+    echo "$name ${version##* }"
+    exit 0
+    ;;
+esac
 
 data="${XDG_DATA_HOME:-$HOME/.local/share}/vortane-quillar"
 mkdir -p "$data"
