@@ -39,7 +39,8 @@ std::optional<Ini> readIni(const TextLines &text, QString *problem) {
             *problem = QStringLiteral("line %1: not a \"key=value\" line").arg(i + 1);
             return std::nullopt;
         }
-        ini.keys.append(IniKey{i, section, line.left(equals).trimmed().toLower(), line.mid(equals + 1).trimmed()});
+        ini.keys.append(
+            IniKey{i, section, line.left(equals).trimmed().toLower(), line.mid(equals + 1).trimmed()});
     }
     return ini;
 }
@@ -100,11 +101,13 @@ QList<FileRules> condorRules(const QString &condorFolder) {
         // Without the extended data the Condor effects miss the turbulence.
         return valueOf(*ini, "misc", "extendeddata") == "1" ? PartState::Present : PartState::Damaged;
     };
-    udp.install = [](const std::optional<QByteArray> &current, QString *problem) -> std::optional<QByteArray> {
+    udp.install = [](const std::optional<QByteArray> &current,
+                     QString *problem) -> std::optional<QByteArray> {
         if (!current) {
             // A new file in Condor's own (Windows) line ends, laid out as the Condor page shows it.
-            return QByteArrayLiteral("[General]\r\nEnabled=1\r\n\r\n[Connection]\r\nHost=127.0.0.1\r\nPort=55278\r\n"
-                                     "\r\n[Misc]\r\nSendIntervalMs=20\r\nExtendedData=1\r\n");
+            return QByteArrayLiteral(
+                "[General]\r\nEnabled=1\r\n\r\n[Connection]\r\nHost=127.0.0.1\r\nPort=55278\r\n"
+                "\r\n[Misc]\r\nSendIntervalMs=20\r\nExtendedData=1\r\n");
         }
         TextLines text = TextLines::split(*current);
         for (const Wanted &want : wanted()) {
@@ -152,8 +155,9 @@ QList<FileRules> condorRules(const QString &condorFolder) {
     };
     udp.takeOut = [](const QByteArray &, QString *problem) -> std::optional<QByteArray> {
         // Our values replaced the ones before them; only the backup knows those.
-        *problem = QStringLiteral("set up by hand or changed since it was set up, so the values before are not "
-                                  "known; left as it is");
+        *problem =
+            QStringLiteral("set up by hand or changed since it was set up, so the values before are not "
+                           "known; left as it is");
         return std::nullopt;
     };
     udp.installWords = QStringLiteral("switch on the UDP output to port 55278");

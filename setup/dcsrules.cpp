@@ -4,7 +4,8 @@
 namespace QuillarSetup {
 
 QByteArray dcsExportLine() {
-    return QByteArrayLiteral("local lfs=require('lfs'); dofile(lfs.writedir()..'Scripts/VortaneQuillar.lua')");
+    return QByteArrayLiteral(
+        "local lfs=require('lfs'); dofile(lfs.writedir()..'Scripts/VortaneQuillar.lua')");
 }
 
 namespace {

@@ -90,7 +90,8 @@ private:
                     continue; // a library on a drive that is not mounted now
                 }
                 if (insideHome(path).isEmpty()) {
-                    notes.append(QStringLiteral("Steam library %1: outside %2, not searched").arg(path, home));
+                    notes.append(
+                        QStringLiteral("Steam library %1: outside %2, not searched").arg(path, home));
                     continue;
                 }
                 addLibrary(path);
@@ -116,17 +117,23 @@ private:
         auto user = [&](int app) {
             return QStringLiteral("%1/compatdata/%2/pfx/drive_c/users/steamuser").arg(steamapps).arg(app);
         };
-        auto proton = [&](int app) { return QStringLiteral("Proton prefix of Steam app %1 in %2").arg(app).arg(library); };
+        auto proton = [&](int app) {
+            return QStringLiteral("Proton prefix of Steam app %1 in %2").arg(app).arg(library);
+        };
 
         addDcsSavedGames(user(SteamApp::Dcs), proton(SteamApp::Dcs));
-        add(Simulator::Il2, steamapps + QStringLiteral("/common/IL-2 Sturmovik Battle of Stalingrad"), QString(), where);
-        add(Simulator::Msfs, user(SteamApp::Msfs2020) + QStringLiteral("/AppData/Roaming/Microsoft Flight Simulator"),
+        add(Simulator::Il2, steamapps + QStringLiteral("/common/IL-2 Sturmovik Battle of Stalingrad"),
+            QString(), where);
+        add(Simulator::Msfs,
+            user(SteamApp::Msfs2020) + QStringLiteral("/AppData/Roaming/Microsoft Flight Simulator"),
             QStringLiteral("MSFS 2020"), proton(SteamApp::Msfs2020));
         add(Simulator::Msfs,
             user(SteamApp::Msfs2024) + QStringLiteral("/AppData/Roaming/Microsoft Flight Simulator 2024"),
             QStringLiteral("MSFS 2024"), proton(SteamApp::Msfs2024));
-        add(Simulator::XPlane, steamapps + QStringLiteral("/common/X-Plane 11"), QStringLiteral("X-Plane 11"), where);
-        add(Simulator::XPlane, steamapps + QStringLiteral("/common/X-Plane 12"), QStringLiteral("X-Plane 12"), where);
+        add(Simulator::XPlane, steamapps + QStringLiteral("/common/X-Plane 11"), QStringLiteral("X-Plane 11"),
+            where);
+        add(Simulator::XPlane, steamapps + QStringLiteral("/common/X-Plane 12"), QStringLiteral("X-Plane 12"),
+            where);
         add(Simulator::WarThunder, steamapps + QStringLiteral("/common/War Thunder"), QString(), where);
     }
 
@@ -136,7 +143,8 @@ private:
             prefixes.append({wine, QStringLiteral("Wine prefix %1/.wine").arg(home)});
         }
         const QDir games(home + QStringLiteral("/Games"));
-        const QStringList names = games.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name);
+        const QStringList names =
+            games.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name);
         for (const QString &name : names) {
             const QString driveC = games.filePath(name) + QStringLiteral("/drive_c");
             if (!insideHome(driveC).isEmpty()) {
@@ -152,8 +160,8 @@ private:
         }
         add(Simulator::Condor2, prefix.driveC + QStringLiteral("/Condor2"), QString(), prefix.description);
         const QDir driveC(prefix.driveC);
-        const QStringList programFolders =
-            driveC.entryList({QStringLiteral("Program Files*")}, QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+        const QStringList programFolders = driveC.entryList({QStringLiteral("Program Files*")},
+                                                            QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
         for (const QString &programs : programFolders) {
             add(Simulator::Condor2, driveC.filePath(programs) + QStringLiteral("/Condor2"), QString(),
                 prefix.description);
@@ -162,7 +170,8 @@ private:
 
     void addDcsSavedGames(const QString &user, const QString &where) {
         add(Simulator::Dcs, user + QStringLiteral("/Saved Games/DCS"), QString(), where);
-        add(Simulator::Dcs, user + QStringLiteral("/Saved Games/DCS.openbeta"), QStringLiteral("DCS.openbeta"), where);
+        add(Simulator::Dcs, user + QStringLiteral("/Saved Games/DCS.openbeta"),
+            QStringLiteral("DCS.openbeta"), where);
     }
 
     void add(Simulator simulator, const QString &folder, const QString &variant, const QString &where) {

@@ -10,7 +10,7 @@ namespace QuillarSetup {
 
 struct Discovery {
     QList<Installation> installations; // in simulator order, then in the order found
-    QStringList notes;                 // what could not be searched and why (a malformed libraryfolders.vdf…)
+    QStringList notes; // what could not be searched and why (a malformed libraryfolders.vdf…)
 };
 
 // Looks only under `home` (every path is checked after links are resolved): the Steam libraries with their

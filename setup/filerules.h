@@ -21,7 +21,8 @@ struct FileRules {
     // `current` is empty when the file does not exist. Sets `problem` for Unreadable.
     std::function<PartState(const std::optional<QByteArray> &current, QString *problem)> inspect;
     // The file with our part in place; nullopt (and `problem`) when the file cannot be parsed.
-    std::function<std::optional<QByteArray>(const std::optional<QByteArray> &current, QString *problem)> install;
+    std::function<std::optional<QByteArray>(const std::optional<QByteArray> &current, QString *problem)>
+        install;
     // The file with our part taken out; nullopt (and `problem`) when that cannot be done safely.
     std::function<std::optional<QByteArray>(const QByteArray &current, QString *problem)> takeOut;
     QString installWords; // "add the export line"

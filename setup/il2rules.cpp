@@ -75,7 +75,9 @@ std::optional<TelemetryBlock> readBlocks(const TextLines &text, QString *problem
         const QRegularExpressionMatch match = header.match(QString::fromLatin1(line));
         if (match.hasMatch()) {
             if (open >= 0) {
-                *problem = QStringLiteral("line %1: a block opens before the block of line %2 ends").arg(i + 1).arg(open + 1);
+                *problem = QStringLiteral("line %1: a block opens before the block of line %2 ends")
+                               .arg(i + 1)
+                               .arg(open + 1);
                 return std::nullopt;
             }
             open = i;
@@ -170,7 +172,8 @@ QList<FileRules> il2Rules(const QString &gameFolder) {
         }
         return enabled(*block) ? PartState::Present : PartState::Damaged;
     };
-    startup.install = [](const std::optional<QByteArray> &current, QString *problem) -> std::optional<QByteArray> {
+    startup.install = [](const std::optional<QByteArray> &current,
+                         QString *problem) -> std::optional<QByteArray> {
         TextLines text = TextLines::split(current.value_or(QByteArray()));
         const std::optional<TelemetryBlock> block = readBlocks(text, problem);
         if (!block) {

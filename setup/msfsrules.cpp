@@ -78,17 +78,22 @@ std::optional<Document> readDocument(const QByteArray &bytes, const TextLines &t
             element = xml.name().toString();
         } else if (token == QXmlStreamReader::Characters && depth == 3 && comm.firstLine >= 0) {
             const QString value = xml.text().toString().trimmed();
-            if (element == QLatin1String("Descr")) comm.description = value;
-            else if (element == QLatin1String("Protocol")) comm.protocol = value;
-            else if (element == QLatin1String("Scope")) comm.scope = value;
-            else if (element == QLatin1String("Port")) comm.port = value;
-            else if (element == QLatin1String("Disabled")) comm.disabled = value;
+            if (element == QLatin1String("Descr"))
+                comm.description = value;
+            else if (element == QLatin1String("Protocol"))
+                comm.protocol = value;
+            else if (element == QLatin1String("Scope"))
+                comm.scope = value;
+            else if (element == QLatin1String("Port"))
+                comm.port = value;
+            else if (element == QLatin1String("Disabled"))
+                comm.disabled = value;
         } else if (token == QXmlStreamReader::EndElement) {
             if (depth == 2 && xml.name() == QLatin1String("SimConnect.Comm") && comm.firstLine >= 0) {
                 comm.lastLine = lineOf(starts, tokenEnd - 1);
                 const QByteArray line = text.lines.at(comm.lastLine).trimmed();
-                comm.aloneOnItsLines = comm.aloneOnItsLines && comm.lastLine > comm.firstLine &&
-                                       line == "</SimConnect.Comm>";
+                comm.aloneOnItsLines =
+                    comm.aloneOnItsLines && comm.lastLine > comm.firstLine && line == "</SimConnect.Comm>";
                 document.comms.append(comm);
                 comm = Comm();
             } else if (depth == 1) {
@@ -176,7 +181,8 @@ QList<FileRules> msfsRules(const QString &settingsFolder, int port) {
         }
         return ours ? PartState::Damaged : PartState::Absent;
     };
-    xml.install = [port](const std::optional<QByteArray> &current, QString *problem) -> std::optional<QByteArray> {
+    xml.install = [port](const std::optional<QByteArray> &current,
+                         QString *problem) -> std::optional<QByteArray> {
         if (!current) {
             TextLines text = TextLines::split(QByteArray());
             text.append(R"(<?xml version="1.0" encoding="UTF-8"?>)");

@@ -44,7 +44,8 @@ QString obstacle(const FileEdit &edit) {
         if (!existing.isDir()) {
             return QStringLiteral("%1 is not a folder").arg(existing.filePath());
         }
-        return isReadOnly(existing) ? QStringLiteral("read-only folder %1").arg(existing.filePath()) : QString();
+        return isReadOnly(existing) ? QStringLiteral("read-only folder %1").arg(existing.filePath())
+                                    : QString();
     }
     if (info.isSymLink() && !info.exists()) {
         return QStringLiteral("a dangling link (to %1)").arg(info.symLinkTarget());
@@ -102,12 +103,17 @@ Discovery SetupEngine::discover() const {
 
 QList<FileRules> SetupEngine::rulesFor(const Installation &installation) const {
     switch (installation.simulator) {
-    case Simulator::Dcs: return dcsRules(installation.folder, script);
-    case Simulator::Il2: return il2Rules(installation.folder);
-    case Simulator::Condor2: return condorRules(installation.folder);
-    case Simulator::Msfs: return msfsRules(installation.folder, simConnectPort());
+    case Simulator::Dcs:
+        return dcsRules(installation.folder, script);
+    case Simulator::Il2:
+        return il2Rules(installation.folder);
+    case Simulator::Condor2:
+        return condorRules(installation.folder);
+    case Simulator::Msfs:
+        return msfsRules(installation.folder, simConnectPort());
     case Simulator::XPlane:
-    case Simulator::WarThunder: break;
+    case Simulator::WarThunder:
+        break;
     }
     return {};
 }
@@ -130,11 +136,17 @@ Assessment SetupEngine::assess(const Installation &installation) const {
         }
         QString problem;
         switch (file.inspect(contentOf(probe), &problem)) {
-        case PartState::Present: ++present; break;
-        case PartState::Absent: ++absent; break;
-        case PartState::Damaged: break;
+        case PartState::Present:
+            ++present;
+            break;
+        case PartState::Absent:
+            ++absent;
+            break;
+        case PartState::Damaged:
+            break;
         case PartState::Unreadable:
-            assessment.problems.append(withProblem(file.path, QStringLiteral("cannot be read (%1)").arg(problem)));
+            assessment.problems.append(
+                withProblem(file.path, QStringLiteral("cannot be read (%1)").arg(problem)));
             ++absent;
             break;
         }
@@ -170,7 +182,8 @@ Plan SetupEngine::planInstall(const Installation &installation) const {
         QString problem;
         const PartState state = file.inspect(current, &problem);
         if (state == PartState::Unreadable) {
-            plan.problems.append(withProblem(file.path, QStringLiteral("cannot be read (%1); left as it is").arg(problem)));
+            plan.problems.append(
+                withProblem(file.path, QStringLiteral("cannot be read (%1); left as it is").arg(problem)));
             continue;
         }
         if (state == PartState::Present) {
@@ -212,7 +225,8 @@ Plan SetupEngine::planRemove(const Installation &installation, const QList<Insta
         QString problem;
         const PartState state = file.inspect(probe.bytes, &problem);
         if (state == PartState::Unreadable) {
-            plan.problems.append(withProblem(file.path, QStringLiteral("cannot be read (%1); left as it is").arg(problem)));
+            plan.problems.append(
+                withProblem(file.path, QStringLiteral("cannot be read (%1); left as it is").arg(problem)));
             continue;
         }
         if (state == PartState::Absent) {
@@ -224,20 +238,23 @@ Plan SetupEngine::planRemove(const Installation &installation, const QList<Insta
         if (backup.exists()) {
             const std::optional<QByteArray> installed = file.install(backup.bytes, &problem);
             if (installed && *installed == probe.bytes) {
-                plan.edits.append(FileEdit{FileEdit::Write, file.path, backup.bytes,
-                                           QStringLiteral("%1: put back as it was before").arg(file.removeWords)});
+                plan.edits.append(
+                    FileEdit{FileEdit::Write, file.path, backup.bytes,
+                             QStringLiteral("%1: put back as it was before").arg(file.removeWords)});
                 continue;
             }
         } else if (backup.kind == FileProbe::Missing) {
             const std::optional<QByteArray> created = file.install(std::nullopt, &problem);
             if (created && *created == probe.bytes) {
-                plan.edits.append(FileEdit{FileEdit::Delete, file.path, QByteArray(),
-                                           QStringLiteral("%1: the set-up made this file").arg(file.removeWords)});
+                plan.edits.append(
+                    FileEdit{FileEdit::Delete, file.path, QByteArray(),
+                             QStringLiteral("%1: the set-up made this file").arg(file.removeWords)});
                 continue;
             }
         }
         if (file.wholeFileIsOurs) {
-            plan.notes.append(withProblem(file.path, QStringLiteral("differs from what the set-up wrote; kept")));
+            plan.notes.append(
+                withProblem(file.path, QStringLiteral("differs from what the set-up wrote; kept")));
             continue;
         }
         problem.clear();
@@ -294,15 +311,17 @@ ApplyResult applyPlan(const Plan &plan, bool dryRun) {
         return result;
     }
     for (const FileEdit &edit : plan.edits) {
-        const QString described = edit.description.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(edit.description);
+        const QString described =
+            edit.description.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(edit.description);
         if (edit.kind == FileEdit::MakeFolder) {
             if (!dryRun && !QDir().mkpath(edit.path)) {
                 result.lines.append(QStringLiteral("cannot create folder %1").arg(edit.path));
                 result.ok = false;
                 return result;
             }
-            result.lines.append(QStringLiteral("%1 %2").arg(
-                dryRun ? QStringLiteral("would create folder") : QStringLiteral("created folder"), edit.path));
+            result.lines.append(QStringLiteral("%1 %2").arg(dryRun ? QStringLiteral("would create folder")
+                                                                   : QStringLiteral("created folder"),
+                                                            edit.path));
             result.changed = true;
             continue;
         }
@@ -312,8 +331,8 @@ ApplyResult applyPlan(const Plan &plan, bool dryRun) {
                 result.ok = false;
                 return result;
             }
-            result.lines.append(QStringLiteral("%1 %2%3").arg(dryRun ? QStringLiteral("would delete") : QStringLiteral("deleted"),
-                                                             edit.path, described));
+            result.lines.append(QStringLiteral("%1 %2%3").arg(
+                dryRun ? QStringLiteral("would delete") : QStringLiteral("deleted"), edit.path, described));
             result.changed = true;
             continue;
         }
@@ -327,7 +346,8 @@ ApplyResult applyPlan(const Plan &plan, bool dryRun) {
             if (makeBackup) {
                 const FileProbe original = probeFile(edit.path);
                 if (!original.exists() || !writeAtomically(backup, original.bytes, &error)) {
-                    result.lines.append(QStringLiteral("cannot keep a copy of %1 as %2: %3").arg(edit.path, backup, error));
+                    result.lines.append(
+                        QStringLiteral("cannot keep a copy of %1 as %2: %3").arg(edit.path, backup, error));
                     result.ok = false;
                     return result;
                 }
@@ -344,7 +364,8 @@ ApplyResult applyPlan(const Plan &plan, bool dryRun) {
             edit.path, described);
         if (makeBackup) {
             line += QStringLiteral("; the original %1 kept as %2")
-                        .arg(dryRun ? QStringLiteral("would be") : QStringLiteral("is"), QFileInfo(backup).fileName());
+                        .arg(dryRun ? QStringLiteral("would be") : QStringLiteral("is"),
+                             QFileInfo(backup).fileName());
         }
         result.lines.append(line);
         result.changed = true;

@@ -20,22 +20,26 @@ QString column(const QString &text, int width) {
 
 } // namespace
 
-int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &err, const QByteArray &dcsScript) {
+int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &err,
+                 const QByteArray &dcsScript) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Finds the installed flight simulators and sets them up to send their data to Vortane Quillar.\n"
         "SIM is any of dcs, il2, condor2, msfs, xplane, warthunder; none means all."));
     const QCommandLineOption help = parser.addHelpOption();
     const QCommandLineOption version = parser.addVersionOption();
-    const QCommandLineOption home(QStringLiteral("home"), QStringLiteral("Look under <dir> instead of $HOME."),
-                                  QStringLiteral("dir"));
-    const QCommandLineOption dryRun(QStringLiteral("dry-run"), QStringLiteral("Print what would change; change nothing."));
+    const QCommandLineOption home(
+        QStringLiteral("home"), QStringLiteral("Look under <dir> instead of $HOME."), QStringLiteral("dir"));
+    const QCommandLineOption dryRun(QStringLiteral("dry-run"),
+                                    QStringLiteral("Print what would change; change nothing."));
     parser.addOption(home);
     parser.addOption(dryRun);
-    parser.addPositionalArgument(QStringLiteral("command"),
-                                 QStringLiteral("status: what is set up; install: set up; remove: undo the set-up."),
-                                 QStringLiteral("status|install|remove"));
-    parser.addPositionalArgument(QStringLiteral("SIM"), QStringLiteral("The simulators to look at (default: all)."),
+    parser.addPositionalArgument(
+        QStringLiteral("command"),
+        QStringLiteral("status: what is set up; install: set up; remove: undo the set-up."),
+        QStringLiteral("status|install|remove"));
+    parser.addPositionalArgument(QStringLiteral("SIM"),
+                                 QStringLiteral("The simulators to look at (default: all)."),
                                  QStringLiteral("[SIM...]"));
 
     auto usageError = [&](const QString &message) {
@@ -63,7 +67,8 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
         return usageError(QStringLiteral("a command is needed: status, install or remove"));
     }
     const QString command = positional.takeFirst();
-    if (command != QLatin1String("status") && command != QLatin1String("install") && command != QLatin1String("remove")) {
+    if (command != QLatin1String("status") && command != QLatin1String("install") &&
+        command != QLatin1String("remove")) {
         return usageError(QStringLiteral("unknown command \"%1\"").arg(command));
     }
     QList<Simulator> chosen;
@@ -98,6 +103,13 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
     if (dry && command != QLatin1String("status")) {
         out << "dry run: nothing is changed\n";
     }
+    // The states line up after the longest folder listed.
+    int folderWidth = 0;
+    for (const Installation &installation : discovery.installations) {
+        if (chosen.contains(installation.simulator)) {
+            folderWidth = qMax(folderWidth, int(installation.folder.size()));
+        }
+    }
     bool ok = true;
     bool changedAnything = false;
     for (Simulator simulator : allSimulators()) {
@@ -112,8 +124,8 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
             any = true;
             if (command == QLatin1String("status")) {
                 const Assessment assessment = engine.assess(installation);
-                out << column(simulatorKey(simulator), 11) << column(stateText(assessment.state), 18)
-                    << installation.folder << "\n";
+                out << column(simulatorKey(simulator), 11) << column(installation.folder, folderWidth) << "  "
+                    << stateText(assessment.state) << "\n";
                 for (const QString &problem : assessment.problems) {
                     out << "           " << problem << "\n";
                 }
@@ -125,8 +137,9 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
                 continue;
             }
             // Planned and applied one installation at a time, so each plan sees what the one before changed.
-            const Plan plan = command == QLatin1String("install") ? engine.planInstall(installation)
-                                                                  : engine.planRemove(installation, discovery.installations);
+            const Plan plan = command == QLatin1String("install")
+                                  ? engine.planInstall(installation)
+                                  : engine.planRemove(installation, discovery.installations);
             const ApplyResult result = applyPlan(plan, dry);
             for (const QString &line : result.lines) {
                 out << "           " << line << "\n";
@@ -142,8 +155,8 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
         if (!ok) {
             out << "Some files could not be changed (see above).\n";
         } else if (!changedAnything) {
-            out << "Nothing changed: everything was already " << (command == QLatin1String("install") ? "set up" : "taken out")
-                << ".\n";
+            out << "Nothing changed: everything was already "
+                << (command == QLatin1String("install") ? "set up" : "taken out") << ".\n";
         }
     }
     out.flush();

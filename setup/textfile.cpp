@@ -13,7 +13,8 @@ TextLines TextLines::split(const QByteArray &bytes) {
     while (i < bytes.size()) {
         const char c = bytes.at(i);
         if (c == '\n' || c == '\r') {
-            const qsizetype endLength = (c == '\r' && i + 1 < bytes.size() && bytes.at(i + 1) == '\n') ? 2 : 1;
+            const qsizetype endLength =
+                (c == '\r' && i + 1 < bytes.size() && bytes.at(i + 1) == '\n') ? 2 : 1;
             text.lines.append(bytes.mid(start, i - start));
             text.ends.append(bytes.mid(i, endLength));
             if (!sawEnd) {

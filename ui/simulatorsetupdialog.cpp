@@ -12,9 +12,12 @@ namespace {
 
 QString actionName(SimulatorSetupDialog::Action action) {
     switch (action) {
-    case SimulatorSetupDialog::Action::Install: return QStringLiteral("Install");
-    case SimulatorSetupDialog::Action::Repair: return QStringLiteral("Repair");
-    case SimulatorSetupDialog::Action::Remove: return QStringLiteral("Remove");
+    case SimulatorSetupDialog::Action::Install:
+        return QStringLiteral("Install");
+    case SimulatorSetupDialog::Action::Repair:
+        return QStringLiteral("Repair");
+    case SimulatorSetupDialog::Action::Remove:
+        return QStringLiteral("Remove");
     }
     return QString();
 }
@@ -33,7 +36,8 @@ bool sameEdits(const Plan &a, const Plan &b) {
     return true;
 }
 
-Plan planFor(const SetupEngine &engine, const Installation &installation, SimulatorSetupDialog::Action action) {
+Plan planFor(const SetupEngine &engine, const Installation &installation,
+             SimulatorSetupDialog::Action action) {
     if (action == SimulatorSetupDialog::Action::Remove) {
         return engine.planRemove(installation, engine.discover().installations);
     }
@@ -43,7 +47,8 @@ Plan planFor(const SetupEngine &engine, const Installation &installation, Simula
 } // namespace
 
 SimulatorSetupDialog::SimulatorSetupDialog(const QString &home, QWidget *parent)
-    : QDialog(parent), ui(std::make_unique<Ui::SimulatorSetupDialog>()), engine(home, dcsScriptFromResource()) {
+    : QDialog(parent), ui(std::make_unique<Ui::SimulatorSetupDialog>()),
+      engine(home, dcsScriptFromResource()) {
     ui->setupUi(this);
     ui->installations_table->horizontalHeader()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
     ui->installations_table->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
@@ -117,10 +122,17 @@ void SimulatorSetupDialog::showScan() {
 
         QList<Action> actions;
         switch (row.assessment.state) {
-        case State::NotSetUp: actions = {Action::Install}; break;
-        case State::NeedsRepair: actions = {Action::Repair, Action::Remove}; break;
-        case State::Ready: actions = {Action::Remove}; break;
-        case State::NothingToSetUp: break;
+        case State::NotSetUp:
+            actions = {Action::Install};
+            break;
+        case State::NeedsRepair:
+            actions = {Action::Repair, Action::Remove};
+            break;
+        case State::Ready:
+            actions = {Action::Remove};
+            break;
+        case State::NothingToSetUp:
+            break;
         }
         auto *cell = new QWidget(table);
         auto *layout = new QHBoxLayout(cell);
@@ -135,8 +147,9 @@ void SimulatorSetupDialog::showScan() {
         table->setCellWidget(i, 3, cell);
     }
     table->resizeRowsToContents();
-    QString found = rows.isEmpty() ? tr("No simulator was found in %1.").arg(engine.home())
-                                   : tr("%n installation(s) found in %1.", nullptr, rows.size()).arg(engine.home());
+    QString found = rows.isEmpty()
+                        ? tr("No simulator was found in %1.").arg(engine.home())
+                        : tr("%n installation(s) found in %1.", nullptr, rows.size()).arg(engine.home());
     for (const QString &note : scan.notes) {
         found += QLatin1Char('\n') + note;
     }
@@ -152,8 +165,8 @@ void SimulatorSetupDialog::preview(int row, Action action) {
     pendingRow = row;
     pendingAction = action;
     const Installation installation = rows.at(row).installation;
-    pendingTitle = QStringLiteral("%1 %2 in %3").arg(actionName(action), simulatorName(installation.simulator),
-                                                     installation.folder);
+    pendingTitle = QStringLiteral("%1 %2 in %3")
+                       .arg(actionName(action), simulatorName(installation.simulator), installation.folder);
     ui->changes_view->setPlainText(tr("%1: looking at the files…").arg(pendingTitle));
     const SetupEngine copy = engine;
     outcomeWatcher.setFuture(QtConcurrent::run([copy, installation, action] {
@@ -191,7 +204,8 @@ void SimulatorSetupDialog::showOutcome() {
     const Outcome outcome = outcomeWatcher.result();
     setBusy(false);
     if (outcome.applied) {
-        ui->changes_view->setPlainText(tr("%1: done.\n%2").arg(pendingTitle, outcome.lines.join(QLatin1Char('\n'))));
+        ui->changes_view->setPlainText(
+            tr("%1: done.\n%2").arg(pendingTitle, outcome.lines.join(QLatin1Char('\n'))));
         pendingRow = -1;
         ui->apply_button->setText(tr("Apply"));
         ui->apply_button->setEnabled(false);
@@ -203,7 +217,8 @@ void SimulatorSetupDialog::showOutcome() {
     ui->changes_view->setPlainText(
         tr("%1 will change this:\n%2%3")
             .arg(pendingTitle, outcome.lines.join(QLatin1Char('\n')),
-                 canApply ? tr("\n\nPress \"%1\" to make these changes.").arg(actionName(pendingAction)) : QString()));
+                 canApply ? tr("\n\nPress \"%1\" to make these changes.").arg(actionName(pendingAction))
+                          : QString()));
     ui->apply_button->setText(actionName(pendingAction));
     ui->apply_button->setEnabled(canApply);
 }

@@ -45,7 +45,8 @@ private slots:
         QCOMPARE(installed(rules, "a()\n  " + Line + "  \n"), "a()\n  " + Line + "  \n");
         QCOMPARE(inspected(rules, "-- " + Line + "\n"), PartState::Absent);
         QCOMPARE(inspected(rules, "x()\n" + Line), PartState::Present);
-        QCOMPARE(takenOut(rules, "a()\r\n" + Line + "\r\nb()\r\n" + Line + "\r\n"), QByteArray("a()\r\nb()\r\n"));
+        QCOMPARE(takenOut(rules, "a()\r\n" + Line + "\r\nb()\r\n" + Line + "\r\n"),
+                 QByteArray("a()\r\nb()\r\n"));
     }
 
     void scriptCopyIsWholeFile() {
@@ -61,8 +62,9 @@ private slots:
         const FileRules rules = single(il2Rules("/g"));
         QCOMPARE(rules.path, QStringLiteral("/g/data/startup.cfg"));
         const QByteArray graphics = "[KEY = graphics]\r\n\tfps = 60\r\n[END]";
-        const QByteArray expected = "[KEY = graphics]\r\n\tfps = 60\r\n[END]\r\n[KEY = telemetrydevice]\r\n"
-                                    "\taddr = \"127.0.0.1\"\r\n\tdecimation = 2\r\n\tenable = true\r\n\tport = 29777\r\n[END]\r\n";
+        const QByteArray expected =
+            "[KEY = graphics]\r\n\tfps = 60\r\n[END]\r\n[KEY = telemetrydevice]\r\n"
+            "\taddr = \"127.0.0.1\"\r\n\tdecimation = 2\r\n\tenable = true\r\n\tport = 29777\r\n[END]\r\n";
         QCOMPARE(installed(rules, graphics), expected);
         QCOMPARE(inspected(rules, expected), PartState::Present);
         QCOMPARE(installed(rules, expected), expected);
@@ -71,29 +73,36 @@ private slots:
 
     void il2AddsTheNextFreeReceiver() {
         const FileRules rules = single(il2Rules("/g"));
-        const QByteArray other = "[KEY = telemetrydevice]\n  addr = \"10.0.0.2\"\n  addr1 = \"10.0.0.3:5000\"\n"
-                                 "  decimation = 1\n  enable = false\n  port = 4000\n[END]\n";
+        const QByteArray other =
+            "[KEY = telemetrydevice]\n  addr = \"10.0.0.2\"\n  addr1 = \"10.0.0.3:5000\"\n"
+            "  decimation = 1\n  enable = false\n  port = 4000\n[END]\n";
         QCOMPARE(inspected(rules, other), PartState::Absent);
-        const QByteArray expected = "[KEY = telemetrydevice]\n  addr = \"10.0.0.2\"\n  addr1 = \"10.0.0.3:5000\"\n"
-                                    "  addr2 = \"127.0.0.1:29777\"\n  decimation = 1\n  enable = true\n  port = 4000\n[END]\n";
+        const QByteArray expected =
+            "[KEY = telemetrydevice]\n  addr = \"10.0.0.2\"\n  addr1 = \"10.0.0.3:5000\"\n"
+            "  addr2 = \"127.0.0.1:29777\"\n  decimation = 1\n  enable = true\n  port = 4000\n[END]\n";
         QCOMPARE(installed(rules, other), expected);
         QCOMPARE(inspected(rules, expected), PartState::Present);
         // Taken out, our receiver goes; "enable" stays as the set-up left it.
-        QCOMPARE(takenOut(rules, expected), QByteArray("[KEY = telemetrydevice]\n  addr = \"10.0.0.2\"\n"
-                                                       "  addr1 = \"10.0.0.3:5000\"\n  decimation = 1\n  enable = true\n"
-                                                       "  port = 4000\n[END]\n"));
-        const QByteArray disabled = "[KEY = telemetrydevice]\n\taddr1 = \"127.0.0.1:29777\"\n\tenable = false\n[END]\n";
+        QCOMPARE(takenOut(rules, expected),
+                 QByteArray("[KEY = telemetrydevice]\n  addr = \"10.0.0.2\"\n"
+                            "  addr1 = \"10.0.0.3:5000\"\n  decimation = 1\n  enable = true\n"
+                            "  port = 4000\n[END]\n"));
+        const QByteArray disabled =
+            "[KEY = telemetrydevice]\n\taddr1 = \"127.0.0.1:29777\"\n\tenable = false\n[END]\n";
         QCOMPARE(inspected(rules, disabled), PartState::Damaged);
-        QCOMPARE(installed(rules, disabled),
-                 QByteArray("[KEY = telemetrydevice]\n\taddr1 = \"127.0.0.1:29777\"\n\tenable = true\n[END]\n"));
-        QCOMPARE(installed(rules, "[KEY = telemetrydevice]\n[END]\n"),
-                 QByteArray("[KEY = telemetrydevice]\n\taddr1 = \"127.0.0.1:29777\"\n\tenable = true\n[END]\n"));
+        QCOMPARE(
+            installed(rules, disabled),
+            QByteArray("[KEY = telemetrydevice]\n\taddr1 = \"127.0.0.1:29777\"\n\tenable = true\n[END]\n"));
+        QCOMPARE(
+            installed(rules, "[KEY = telemetrydevice]\n[END]\n"),
+            QByteArray("[KEY = telemetrydevice]\n\taddr1 = \"127.0.0.1:29777\"\n\tenable = true\n[END]\n"));
     }
 
     void il2Malformed_data() {
         QTest::addColumn<QByteArray>("text");
         QTest::addColumn<QString>("problem");
-        QTest::newRow("no end") << QByteArray("[KEY = a]\n") << "line 1: the block is never closed with [END]";
+        QTest::newRow("no end") << QByteArray("[KEY = a]\n")
+                                << "line 1: the block is never closed with [END]";
         QTest::newRow("stray end") << QByteArray("[END]\n") << "line 1: [END] without a block";
         QTest::newRow("nested") << QByteArray("[KEY = a]\n[KEY = b]\n[END]\n")
                                 << "line 2: a block opens before the block of line 1 ends";
@@ -115,15 +124,20 @@ private slots:
         const FileRules rules = single(condorRules("/c"));
         QCOMPARE(rules.path, QStringLiteral("/c/Settings/UDP.ini"));
         const QByteArray fresh = installed(rules, std::nullopt);
-        QCOMPARE(fresh, QByteArray("[General]\r\nEnabled=1\r\n\r\n[Connection]\r\nHost=127.0.0.1\r\nPort=55278\r\n\r\n"
-                                   "[Misc]\r\nSendIntervalMs=20\r\nExtendedData=1\r\n"));
+        QCOMPARE(
+            fresh,
+            QByteArray("[General]\r\nEnabled=1\r\n\r\n[Connection]\r\nHost=127.0.0.1\r\nPort=55278\r\n\r\n"
+                       "[Misc]\r\nSendIntervalMs=20\r\nExtendedData=1\r\n"));
         QCOMPARE(inspected(rules, fresh), PartState::Present);
-        QCOMPARE(installed(rules, "; Condor\n[general]\nenabled = 0\n"),
-                 QByteArray("; Condor\n[general]\nenabled = 1\n\n[Connection]\nHost=127.0.0.1\nPort=55278\n\n[Misc]\n"
-                            "SendIntervalMs=20\nExtendedData=1\n"));
+        QCOMPARE(
+            installed(rules, "; Condor\n[general]\nenabled = 0\n"),
+            QByteArray(
+                "; Condor\n[general]\nenabled = 1\n\n[Connection]\nHost=127.0.0.1\nPort=55278\n\n[Misc]\n"
+                "SendIntervalMs=20\nExtendedData=1\n"));
         QCOMPARE(inspected(rules, "[General]\nEnabled=1\n[Connection]\nHost=localhost\nPort=55278\n"),
                  PartState::Damaged);
-        QCOMPARE(inspected(rules, "[General]\nEnabled=1\n[Connection]\nHost=127.0.0.1\nPort=6000\n"), PartState::Absent);
+        QCOMPARE(inspected(rules, "[General]\nEnabled=1\n[Connection]\nHost=127.0.0.1\nPort=6000\n"),
+                 PartState::Absent);
         QString problem;
         QCOMPARE(rules.inspect(QByteArray("[General\n"), &problem), PartState::Unreadable);
         QCOMPARE(problem, QStringLiteral("line 1: a section name without \"]\""));
@@ -133,26 +147,31 @@ private slots:
     void simConnectEntries() {
         const FileRules rules = single(msfsRules("/m", 500));
         QCOMPARE(rules.path, QStringLiteral("/m/SimConnect.xml"));
-        const QByteArray tabbed = "<SimBase.Document Type=\"SimConnect\" version=\"1,0\">\n"
-                                  "\t<SimConnect.Comm>\n\t\t<Descr>Vortane Quillar</Descr>\n\t\t<Protocol>IPv4</Protocol>\n"
-                                  "\t\t<Scope>local</Scope>\n\t\t<Port>600</Port>\n\t</SimConnect.Comm>\n</SimBase.Document>";
+        const QByteArray tabbed =
+            "<SimBase.Document Type=\"SimConnect\" version=\"1,0\">\n"
+            "\t<SimConnect.Comm>\n\t\t<Descr>Vortane Quillar</Descr>\n\t\t<Protocol>IPv4</Protocol>\n"
+            "\t\t<Scope>local</Scope>\n\t\t<Port>600</Port>\n\t</SimConnect.Comm>\n</SimBase.Document>";
         QCOMPARE(inspected(rules, tabbed), PartState::Damaged);
-        const QByteArray repaired = "<SimBase.Document Type=\"SimConnect\" version=\"1,0\">\n"
-                                    "\t<SimConnect.Comm>\n\t\t<Descr>Vortane Quillar</Descr>\n\t\t<Disabled>False</Disabled>\n"
-                                    "\t\t<Protocol>IPv4</Protocol>\n\t\t<Scope>local</Scope>\n"
-                                    "\t\t<Address>127.0.0.1</Address>\n\t\t<Port>500</Port>\n"
-                                    "\t\t<MaxClients>64</MaxClients>\n\t\t<MaxRecvSize>41088</MaxRecvSize>\n"
-                                    "\t</SimConnect.Comm>\n</SimBase.Document>";
+        const QByteArray repaired =
+            "<SimBase.Document Type=\"SimConnect\" version=\"1,0\">\n"
+            "\t<SimConnect.Comm>\n\t\t<Descr>Vortane Quillar</Descr>\n\t\t<Disabled>False</Disabled>\n"
+            "\t\t<Protocol>IPv4</Protocol>\n\t\t<Scope>local</Scope>\n"
+            "\t\t<Address>127.0.0.1</Address>\n\t\t<Port>500</Port>\n"
+            "\t\t<MaxClients>64</MaxClients>\n\t\t<MaxRecvSize>41088</MaxRecvSize>\n"
+            "\t</SimConnect.Comm>\n</SimBase.Document>";
         QCOMPARE(installed(rules, tabbed), repaired);
         QCOMPARE(inspected(rules, repaired), PartState::Present);
-        QCOMPARE(takenOut(rules, repaired), QByteArray("<SimBase.Document Type=\"SimConnect\" version=\"1,0\">\n"
-                                                       "</SimBase.Document>"));
+        QCOMPARE(takenOut(rules, repaired),
+                 QByteArray("<SimBase.Document Type=\"SimConnect\" version=\"1,0\">\n"
+                            "</SimBase.Document>"));
         // Somebody else's entry on our port serves us as well.
-        const QByteArray theirs = "<SimBase.Document><SimConnect.Comm><Protocol>ipv4</Protocol><Scope>LOCAL</Scope>"
-                                  "<Port>500</Port></SimConnect.Comm></SimBase.Document>";
+        const QByteArray theirs =
+            "<SimBase.Document><SimConnect.Comm><Protocol>ipv4</Protocol><Scope>LOCAL</Scope>"
+            "<Port>500</Port></SimConnect.Comm></SimBase.Document>";
         QCOMPARE(inspected(rules, theirs), PartState::Present);
-        QCOMPARE(inspected(rules, QByteArray(theirs).replace("<Port>500", "<Disabled>True</Disabled><Port>500")),
-                 PartState::Absent);
+        QCOMPARE(
+            inspected(rules, QByteArray(theirs).replace("<Port>500", "<Disabled>True</Disabled><Port>500")),
+            PartState::Absent);
         QString problem;
         QCOMPARE(rules.inspect(QByteArray("<Other/>"), &problem), PartState::Unreadable);
         QCOMPARE(problem, QStringLiteral("not a SimConnect settings file"));
@@ -164,7 +183,8 @@ private slots:
         QCOMPARE(simConnectPort(QByteArray("[SimConnect]\r\nPort = 5111\r\n")), 5111);
         QCOMPARE(simConnectPort(QByteArray("[SimConnect]\nPort=70000\n")), 500);
         QCOMPARE(simConnectPort(QByteArray("[SimConnect]\nPort=Custom/SimConnect\n")), 500);
-        QCOMPARE(simConnectCfgBytes(500), QByteArray("[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=500\n"));
+        QCOMPARE(simConnectCfgBytes(500),
+                 QByteArray("[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=500\n"));
     }
 };
 

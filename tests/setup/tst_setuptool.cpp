@@ -29,8 +29,18 @@ Run runTool(const FakeHome &home, QStringList arguments) {
     return run;
 }
 
-QString line(const QString &key, const QString &state, const QString &folder) {
-    return key.leftJustified(11) + state.leftJustified(18) + folder + QLatin1Char('\n');
+// A status line: the states line up after the longest folder of the listing (`width`).
+QString line(const QString &key, const QString &state, const QString &folder, int width) {
+    return key.leftJustified(11) + folder.leftJustified(width) + QStringLiteral("  ") + state +
+           QLatin1Char('\n');
+}
+
+int widest(const FakeHome &home, const QStringList &folders) {
+    int width = 0;
+    for (const QString &folder : folders) {
+        width = qMax(width, int(home.filePath(folder).size()));
+    }
+    return width;
 }
 
 } // namespace
@@ -42,12 +52,16 @@ private:
     QByteArray script;
 
     QString statusText(const FakeHome &home, const QString &dcsState, const QString &state) {
-        return line("dcs", dcsState, home.filePath(SteamDcs)) + line("dcs", state, home.filePath(WineDcs)) +
-               line("il2", state, home.filePath(Il2)) + line("condor2", state, home.filePath(Condor)) +
-               line("msfs", state, home.filePath(Msfs2024)) + line("msfs", state, home.filePath(Msfs2020)) +
-               line("xplane", "nothing to set up", home.filePath(XPlane12)) +
-               line("xplane", "nothing to set up", home.filePath(XPlane11)) +
-               line("warthunder", "nothing to set up", home.filePath(WarThunder));
+        const int w = widest(
+            home, {SteamDcs, WineDcs, Il2, Condor, Msfs2024, Msfs2020, XPlane12, XPlane11, WarThunder});
+        return line("dcs", dcsState, home.filePath(SteamDcs), w) +
+               line("dcs", state, home.filePath(WineDcs), w) + line("il2", state, home.filePath(Il2), w) +
+               line("condor2", state, home.filePath(Condor), w) +
+               line("msfs", state, home.filePath(Msfs2024), w) +
+               line("msfs", state, home.filePath(Msfs2020), w) +
+               line("xplane", "nothing to set up", home.filePath(XPlane12), w) +
+               line("xplane", "nothing to set up", home.filePath(XPlane11), w) +
+               line("warthunder", "nothing to set up", home.filePath(WarThunder), w);
     }
 
 private slots:
@@ -75,9 +89,10 @@ private slots:
         QCOMPARE(install.code, 0);
         QVERIFY2(install.out.contains("created " + home.filePath(WineDcs) + "/Scripts/VortaneQuillar.lua"),
                  qPrintable(install.out));
-        QVERIFY(install.out.contains("changed " + home.filePath(SteamDcs) +
-                                    "/Scripts/Export.lua (add the line that runs the export script); the original is "
-                                    "kept as Export.lua.quillar-backup"));
+        QVERIFY(install.out.contains(
+            "changed " + home.filePath(SteamDcs) +
+            "/Scripts/Export.lua (add the line that runs the export script); the original is "
+            "kept as Export.lua.quillar-backup"));
 
         QMap<QString, QByteArray> expected = original;
         expected.insert(SteamDcs + "/Scripts/VortaneQuillar.lua", script);
@@ -110,7 +125,8 @@ private slots:
 
         Run remove = runTool(home, {"remove"});
         QCOMPARE(remove.code, 0);
-        QVERIFY2(remove.out.contains("deleted " + home.filePath(WineDcs) + "/Scripts/Export.lua"), qPrintable(remove.out));
+        QVERIFY2(remove.out.contains("deleted " + home.filePath(WineDcs) + "/Scripts/Export.lua"),
+                 qPrintable(remove.out));
         // Every file is back as it was; the backups stay, and so does the Scripts folder DCS asks for.
         QMap<QString, QByteArray> restored = original;
         restored.insert(SteamDcs + "/Scripts/Export.lua.quillar-backup", OtherExports);
@@ -140,9 +156,10 @@ private slots:
         const Run run = runTool(home, {"--dry-run", "install", "il2", "dcs"});
         QCOMPARE(run.code, 0);
         QVERIFY(run.out.startsWith("dry run: nothing is changed\n"));
-        QVERIFY(run.out.contains("would change " + home.filePath(Il2) +
-                                 "/data/startup.cfg (send the telemetry to port 29777); the original would be kept as "
-                                 "startup.cfg.quillar-backup"));
+        QVERIFY(run.out.contains(
+            "would change " + home.filePath(Il2) +
+            "/data/startup.cfg (send the telemetry to port 29777); the original would be kept as "
+            "startup.cfg.quillar-backup"));
         QVERIFY(run.out.contains("would create folder " + home.filePath(WineDcs) + "/Scripts\n"));
         QVERIFY(!run.out.contains("condor2"));
         QCOMPARE(home.snapshot(), original);
@@ -154,17 +171,19 @@ private slots:
         const Run run = runTool(home, {"status", "warthunder", "il2"});
         QCOMPARE(run.code, 0);
         // Listed in the tool's order, whatever the order asked.
-        QCOMPARE(run.out, line("il2", "not set up", home.filePath(Il2)) +
-                              line("warthunder", "nothing to set up", home.filePath(WarThunder)));
+        const int w = widest(home, {Il2, WarThunder});
+        QCOMPARE(run.out, line("il2", "not set up", home.filePath(Il2), w) +
+                              line("warthunder", "nothing to set up", home.filePath(WarThunder), w));
     }
 
     void nothingFound() {
         FakeHome home;
         const Run run = runTool(home, {"status"});
         QCOMPARE(run.code, 0);
-        QCOMPARE(run.out, QStringLiteral("dcs        no installation found\nil2        no installation found\n"
-                                         "condor2    no installation found\nmsfs       no installation found\n"
-                                         "xplane     no installation found\nwarthunder no installation found\n"));
+        QCOMPARE(run.out,
+                 QStringLiteral("dcs        no installation found\nil2        no installation found\n"
+                                "condor2    no installation found\nmsfs       no installation found\n"
+                                "xplane     no installation found\nwarthunder no installation found\n"));
     }
 
     void badArguments_data() {
@@ -172,7 +191,8 @@ private slots:
         QTest::addColumn<QString>("message");
         QTest::newRow("no command") << QStringList() << "a command is needed: status, install or remove";
         QTest::newRow("unknown command") << QStringList{"setup"} << "unknown command \"setup\"";
-        QTest::newRow("unknown simulator") << QStringList{"install", "falcon"} << "unknown simulator \"falcon\"";
+        QTest::newRow("unknown simulator")
+            << QStringList{"install", "falcon"} << "unknown simulator \"falcon\"";
         QTest::newRow("unknown option") << QStringList{"--force", "status"} << "Unknown option 'force'.";
     }
 
@@ -184,7 +204,8 @@ private slots:
         const Run run = runTool(home, arguments);
         QCOMPARE(run.code, 2);
         QCOMPARE(run.out, QString());
-        QVERIFY2(run.err.startsWith("quillar-setup: " + message + "\nUsage: quillar-setup"), qPrintable(run.err));
+        QVERIFY2(run.err.startsWith("quillar-setup: " + message + "\nUsage: quillar-setup"),
+                 qPrintable(run.err));
         QCOMPARE(home.snapshot(), before);
     }
 
@@ -192,8 +213,8 @@ private slots:
         Run run;
         QTextStream out(&run.out);
         QTextStream err(&run.err);
-        const int code = QuillarSetup::runSetupTool({"quillar-setup", "--home", "/nonexistent-quillar-home", "status"},
-                                                    out, err, script);
+        const int code = QuillarSetup::runSetupTool(
+            {"quillar-setup", "--home", "/nonexistent-quillar-home", "status"}, out, err, script);
         QCOMPARE(code, 2);
         QVERIFY(run.err.startsWith("quillar-setup: no folder \"/nonexistent-quillar-home\"\n"));
     }
@@ -222,17 +243,23 @@ private slots:
         QVERIFY(home.link(WineDcs + "/Scripts/Export.lua", home.filePath("nowhere/Export.lua")));
         const QMap<QString, QByteArray> before = home.snapshot();
         const Run run = runTool(home, {"install", "dcs"});
-        QFile::setPermissions(scripts, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        QFile::setPermissions(scripts,
+                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
         QCOMPARE(run.code, 1);
-        QVERIFY2(run.out.contains("cannot change " + scripts + "/VortaneQuillar.lua: read-only folder " + scripts + "\n"),
+        QVERIFY2(run.out.contains("cannot change " + scripts + "/VortaneQuillar.lua: read-only folder " +
+                                  scripts + "\n"),
                  qPrintable(run.out));
-        QVERIFY(run.out.contains("cannot change " + home.filePath(WineDcs) + "/Scripts/Export.lua: a link to " +
-                                 home.filePath("nowhere/Export.lua") + ", which does not exist\n"));
+        QVERIFY(run.out.contains("cannot change " + home.filePath(WineDcs) +
+                                 "/Scripts/Export.lua: a link to " + home.filePath("nowhere/Export.lua") +
+                                 ", which does not exist\n"));
         QCOMPARE(home.snapshot(), before);
         const Run status = runTool(home, {"status", "dcs"});
         QCOMPARE(status.code, 0);
-        QVERIFY(status.out.contains(home.filePath(WineDcs) + "\n           " + home.filePath(WineDcs) +
-                                    "/Scripts/Export.lua: a link to"));
+        const int w = widest(home, {SteamDcs, WineDcs});
+        QCOMPARE(status.out, line("dcs", "not set up", home.filePath(SteamDcs), w) +
+                                 line("dcs", "not set up", home.filePath(WineDcs), w) + "           " +
+                                 home.filePath(WineDcs) + "/Scripts/Export.lua: a link to " +
+                                 home.filePath("nowhere/Export.lua") + ", which does not exist\n");
     }
 
     void malformedFilesAreLeftAndReported() {
@@ -248,11 +275,14 @@ private slots:
         Run status = runTool(home, {"status"});
         QCOMPARE(status.code, 0);
         // The first library is still searched; the one it would have named is not.
-        QVERIFY2(status.out.startsWith("note: " + home.filePath(Steam) +
-                                       "/steamapps/libraryfolders.vdf: cannot be read (line 5: a block is never closed); "
-                                       "its other libraries were not searched\n"),
+        QVERIFY2(status.out.startsWith(
+                     "note: " + home.filePath(Steam) +
+                     "/steamapps/libraryfolders.vdf: cannot be read (line 5: a block is never closed); "
+                     "its other libraries were not searched\n"),
                  qPrintable(status.out));
-        QVERIFY(status.out.contains(line("msfs", "not set up", home.filePath(Msfs2024))));
+        QVERIFY(status.out.contains(
+            line("msfs", "not set up", home.filePath(Msfs2024),
+                 widest(home, {SteamDcs, WineDcs, Condor, Msfs2024, XPlane11, WarThunder}))));
         QVERIFY(!status.out.contains(home.filePath(Msfs2020)));
         QVERIFY(status.out.contains(QStringLiteral("\nil2        no installation found\n")));
 
@@ -261,11 +291,13 @@ private slots:
                            "\"LibraryFolders\"\n{\n\t\"TimeNextStatsReport\"\t\t\"1\"\n\t\"1\"\t\t\"" +
                                home.filePath(Library2).toUtf8() + "\"\n}\n"));
         status = runTool(home, {"status", "il2", "msfs"});
+        const int w = widest(home, {Il2, Msfs2024, Msfs2020});
         QCOMPARE(status.out,
-                 line("il2", "not set up", home.filePath(Il2)) + "           " + home.filePath(Il2) +
+                 line("il2", "not set up", home.filePath(Il2), w) + "           " + home.filePath(Il2) +
                      "/data/startup.cfg: cannot be read (line 1: the block is never closed with [END])\n" +
-                     line("msfs", "not set up", home.filePath(Msfs2024)) + line("msfs", "not set up", home.filePath(Msfs2020)) +
-                     "           " + home.filePath(Msfs2020) +
+                     line("msfs", "not set up", home.filePath(Msfs2024), w) +
+                     line("msfs", "not set up", home.filePath(Msfs2020), w) + "           " +
+                     home.filePath(Msfs2020) +
                      "/SimConnect.xml: cannot be read (line 1: Opening and ending tag mismatch.)\n");
 
         const Run install = runTool(home, {"install", "il2", "msfs"});
@@ -283,15 +315,18 @@ private slots:
         QVERIFY(home.write(SteamDcs + "/Scripts/VortaneQuillar.lua", oldScript));
         QVERIFY(home.write(SteamDcs + "/Scripts/Export.lua", OtherExports + ExportLine + "\r\n"));
         Run status = runTool(home, {"status", "dcs"});
-        QCOMPARE(status.out, line("dcs", "needs repair", home.filePath(SteamDcs)) +
-                                 line("dcs", "not set up", home.filePath(WineDcs)));
+        QCOMPARE(status.out,
+                 line("dcs", "needs repair", home.filePath(SteamDcs), widest(home, {SteamDcs, WineDcs})) +
+                     line("dcs", "not set up", home.filePath(WineDcs), widest(home, {SteamDcs, WineDcs})));
         QCOMPARE(runTool(home, {"install", "dcs"}).code, 0);
         QCOMPARE(home.read(SteamDcs + "/Scripts/VortaneQuillar.lua"), script);
         QCOMPARE(home.read(SteamDcs + "/Scripts/VortaneQuillar.lua.quillar-backup"), oldScript);
         QCOMPARE(home.read(SteamDcs + "/Scripts/Export.lua"), OtherExports + ExportLine + "\r\n");
         QVERIFY(!home.exists(SteamDcs + "/Scripts/Export.lua.quillar-backup"));
         status = runTool(home, {"status", "dcs"});
-        QCOMPARE(status.out, line("dcs", "ready", home.filePath(SteamDcs)) + line("dcs", "ready", home.filePath(WineDcs)));
+        QCOMPARE(status.out,
+                 line("dcs", "ready", home.filePath(SteamDcs), widest(home, {SteamDcs, WineDcs})) +
+                     line("dcs", "ready", home.filePath(WineDcs), widest(home, {SteamDcs, WineDcs})));
     }
 
     void userEditsAfterInstallSurviveRemove() {
@@ -310,7 +345,8 @@ private slots:
 
         const Run run = runTool(home, {"remove", "dcs", "il2", "msfs"});
         QCOMPARE(run.code, 0);
-        QCOMPARE(home.read(SteamDcs + "/Scripts/Export.lua"), OtherExports + "dofile('Scripts/Later.lua')\r\n");
+        QCOMPARE(home.read(SteamDcs + "/Scripts/Export.lua"),
+                 OtherExports + "dofile('Scripts/Later.lua')\r\n");
         QByteArray startupAfter = Startup;
         startupAfter.replace("\tport = 4321\n", "\tport = 4322\n");
         QCOMPARE(home.read(Il2 + "/data/startup.cfg"), startupAfter);

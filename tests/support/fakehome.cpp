@@ -54,7 +54,8 @@ QMap<QString, QByteArray> FakeHome::snapshot() const {
             files.insert(relative + QLatin1Char('/'), QByteArray());
         } else {
             QFile file(path);
-            files.insert(relative, file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>"));
+            files.insert(relative,
+                         file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>"));
         }
     }
     return files;

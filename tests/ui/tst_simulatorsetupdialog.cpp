@@ -78,9 +78,10 @@ private slots:
         QCOMPARE(apply->text(), QStringLiteral("Install"));
         const QString udp = home.filePath(Condor + "/Settings/UDP.ini");
         QCOMPARE(changes->toPlainText(),
-                 QStringLiteral("Install Condor 2 in %1 will change this:\n"
-                                "would change %2 (switch on the UDP output to port 55278); the original would be kept "
-                                "as UDP.ini.quillar-backup\n\nPress \"Install\" to make these changes.")
+                 QStringLiteral(
+                     "Install Condor 2 in %1 will change this:\n"
+                     "would change %2 (switch on the UDP output to port 55278); the original would be kept "
+                     "as UDP.ini.quillar-backup\n\nPress \"Install\" to make these changes.")
                      .arg(home.filePath(Condor), udp));
         // Nothing is written by the preview.
         QCOMPARE(home.snapshot(), before);
@@ -89,8 +90,9 @@ private slots:
         QTest::mouseClick(apply, Qt::LeftButton);
         QTRY_VERIFY(changes->toPlainText().contains(QStringLiteral("done.")));
         QCOMPARE(changes->toPlainText(),
-                 QStringLiteral("Install Condor 2 in %1: done.\nchanged %2 (switch on the UDP output to port 55278); "
-                                "the original is kept as UDP.ini.quillar-backup")
+                 QStringLiteral(
+                     "Install Condor 2 in %1: done.\nchanged %2 (switch on the UDP output to port 55278); "
+                     "the original is kept as UDP.ini.quillar-backup")
                      .arg(home.filePath(Condor), udp));
         QCOMPARE(home.read(Condor + "/Settings/UDP.ini"), UdpIniSetUp);
         QCOMPARE(home.read(Condor + "/Settings/UDP.ini.quillar-backup"), UdpIni);
@@ -119,14 +121,16 @@ private slots:
         auto *apply = dialog.findChild<QPushButton *>(QStringLiteral("apply_button"));
         QTRY_VERIFY(!dialog.isBusy());
         QTRY_VERIFY(dialog.findChild<QPushButton *>(QStringLiteral("install_button_2")));
-        QTest::mouseClick(dialog.findChild<QPushButton *>(QStringLiteral("install_button_2")), Qt::LeftButton);
+        QTest::mouseClick(dialog.findChild<QPushButton *>(QStringLiteral("install_button_2")),
+                          Qt::LeftButton);
         QTRY_VERIFY(apply->isEnabled());
         const QByteArray edited = Startup + "[KEY = sound]\n[END]\n";
         QVERIFY(home.write(Il2 + "/data/startup.cfg", edited));
         QTest::mouseClick(apply, Qt::LeftButton);
         QTRY_VERIFY(!dialog.isBusy());
         QTRY_VERIFY(apply->isEnabled());
-        QVERIFY(changes->toPlainText().startsWith(QStringLiteral("Install IL-2 Sturmovik: Great Battles in")));
+        QVERIFY(
+            changes->toPlainText().startsWith(QStringLiteral("Install IL-2 Sturmovik: Great Battles in")));
         QVERIFY(changes->toPlainText().contains(QStringLiteral("will change this:")));
         QCOMPARE(home.read(Il2 + "/data/startup.cfg"), edited);
     }
@@ -142,8 +146,10 @@ private slots:
         QTRY_VERIFY(!dialog.isBusy());
         QTRY_COMPARE(table->rowCount(), 9);
         QCOMPARE(table->item(2, 1)->toolTip(),
-                 home.filePath(Il2) + QStringLiteral("/data/startup.cfg: cannot be read (line 1: [END] without a block)"));
-        QTest::mouseClick(dialog.findChild<QPushButton *>(QStringLiteral("install_button_2")), Qt::LeftButton);
+                 home.filePath(Il2) +
+                     QStringLiteral("/data/startup.cfg: cannot be read (line 1: [END] without a block)"));
+        QTest::mouseClick(dialog.findChild<QPushButton *>(QStringLiteral("install_button_2")),
+                          Qt::LeftButton);
         QTRY_VERIFY(changes->toPlainText().contains(QStringLiteral("nothing changed here")));
         QVERIFY(!apply->isEnabled());
         QCOMPARE(home.read(Il2 + "/data/startup.cfg"), QByteArray("[END]\n"));
