@@ -238,17 +238,16 @@ Plan SetupEngine::planRemove(const Installation &installation, const QList<Insta
         if (backup.exists()) {
             const std::optional<QByteArray> installed = file.install(backup.bytes, &problem);
             if (installed && *installed == probe.bytes) {
-                plan.edits.append(
-                    FileEdit{FileEdit::Write, file.path, backup.bytes,
-                             QStringLiteral("%1: put back as it was before").arg(file.removeWords)});
+                plan.edits.append(FileEdit{FileEdit::Write, file.path, backup.bytes,
+                                           QStringLiteral("put back as it was before the set-up, from %1")
+                                               .arg(QFileInfo(backupPath(file.path)).fileName())});
                 continue;
             }
         } else if (backup.kind == FileProbe::Missing) {
             const std::optional<QByteArray> created = file.install(std::nullopt, &problem);
             if (created && *created == probe.bytes) {
-                plan.edits.append(
-                    FileEdit{FileEdit::Delete, file.path, QByteArray(),
-                             QStringLiteral("%1: the set-up made this file").arg(file.removeWords)});
+                plan.edits.append(FileEdit{FileEdit::Delete, file.path, QByteArray(),
+                                           QStringLiteral("the set-up made this file")});
                 continue;
             }
         }
