@@ -36,6 +36,10 @@ QByteArray dcsExportLine();
 int simConnectPort(const std::optional<QByteArray> &simConnectCfg);
 QByteArray simConnectCfgBytes(int port);
 
+// The same rules for a file that may be in UTF-16 with a byte-order mark (Windows tools write some that
+// way): such a file is read as UTF-8 text and written back in its own UTF-16, mark included.
+FileRules keepingUtf16(FileRules rules);
+
 QList<FileRules> dcsRules(const QString &savedGames, const QByteArray &script);
 QList<FileRules> il2Rules(const QString &gameFolder);
 QList<FileRules> condorRules(const QString &condorFolder);

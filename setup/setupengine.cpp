@@ -102,20 +102,30 @@ Discovery SetupEngine::discover() const {
 }
 
 QList<FileRules> SetupEngine::rulesFor(const Installation &installation) const {
+    QList<FileRules> rules;
     switch (installation.simulator) {
     case Simulator::Dcs:
-        return dcsRules(installation.folder, script);
+        rules = dcsRules(installation.folder, script);
+        break;
     case Simulator::Il2:
-        return il2Rules(installation.folder);
+        rules = il2Rules(installation.folder);
+        break;
     case Simulator::Condor2:
-        return condorRules(installation.folder);
+        rules = condorRules(installation.folder);
+        break;
     case Simulator::Msfs:
-        return msfsRules(installation.folder, simConnectPort());
+        rules = msfsRules(installation.folder, simConnectPort());
+        break;
     case Simulator::XPlane:
     case Simulator::WarThunder:
         break;
     }
-    return {};
+    for (FileRules &file : rules) {
+        if (!file.wholeFileIsOurs) {
+            file = keepingUtf16(file);
+        }
+    }
+    return rules;
 }
 
 Assessment SetupEngine::assess(const Installation &installation) const {

@@ -1,5 +1,6 @@
 #include "filerules.h"
 
+#include <QStringEncoder>
 #include <QtTest>
 
 using namespace QuillarSetup;
@@ -25,6 +26,13 @@ QByteArray takenOut(const FileRules &rules, const QByteArray &current) {
 PartState inspected(const FileRules &rules, const std::optional<QByteArray> &current) {
     QString problem;
     return rules.inspect(current, &problem);
+}
+
+QByteArray utf16(const QByteArray &utf8, QStringConverter::Encoding encoding) {
+    QStringEncoder encoder(encoding);
+    const QByteArray mark =
+        encoding == QStringConverter::Utf16LE ? QByteArray("\xFF\xFE", 2) : QByteArray("\xFE\xFF", 2);
+    return mark + QByteArray(encoder(QString::fromUtf8(utf8)));
 }
 
 const QByteArray Line = "local lfs=require('lfs'); dofile(lfs.writedir()..'Scripts/VortaneQuillar.lua')";
@@ -176,6 +184,40 @@ private slots:
         QCOMPARE(rules.inspect(QByteArray("<Other/>"), &problem), PartState::Unreadable);
         QCOMPARE(problem, QStringLiteral("not a SimConnect settings file"));
         QCOMPARE(rules.inspect(QByteArray(""), &problem), PartState::Unreadable);
+    }
+
+    void utf16FilesStayUtf16_data() {
+        QTest::addColumn<int>("encoding");
+        QTest::newRow("little-endian") << int(QStringConverter::Utf16LE);
+        QTest::newRow("big-endian") << int(QStringConverter::Utf16BE);
+    }
+
+    void utf16FilesStayUtf16() {
+        QFETCH(int, encoding);
+        const auto converter = QStringConverter::Encoding(encoding);
+        const FileRules rules = keepingUtf16(single(il2Rules("/g")));
+        const QByteArray before =
+            "[KEY = telemetrydevice]\r\n\taddr = \"Ü-host\"\r\n\tenable = true\r\n[END]\r\n";
+        const QByteArray after =
+            "[KEY = telemetrydevice]\r\n\taddr = \"Ü-host\"\r\n\taddr1 = \"127.0.0.1:29777\"\r\n"
+            "\tenable = true\r\n[END]\r\n";
+        QCOMPARE(inspected(rules, utf16(before, converter)), PartState::Absent);
+        QCOMPARE(installed(rules, utf16(before, converter)), utf16(after, converter));
+        QCOMPARE(inspected(rules, utf16(after, converter)), PartState::Present);
+        QCOMPARE(takenOut(rules, utf16(after, converter)), utf16(before, converter));
+        // Files without the mark are bytes as before.
+        QCOMPARE(installed(rules, before), after);
+    }
+
+    void brokenUtf16IsLeftAlone() {
+        const FileRules rules = keepingUtf16(single(il2Rules("/g")));
+        const QByteArray odd = QByteArray("\xFF\xFE[\0E\0N\0D\0]", 11);
+        QString problem;
+        QCOMPARE(rules.inspect(odd, &problem), PartState::Unreadable);
+        QCOMPARE(problem, QStringLiteral("not valid UTF-16 text"));
+        QCOMPARE(installed(rules, odd), QByteArray("<failed: not valid UTF-16 text>"));
+        const QByteArray loneSurrogate = QByteArray("\xFF\xFE\x00\xD8[\0", 6);
+        QCOMPARE(rules.inspect(loneSurrogate, &problem), PartState::Unreadable);
     }
 
     void simConnectPortFromCfg() {

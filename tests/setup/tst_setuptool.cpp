@@ -5,6 +5,7 @@
 
 #include <QFile>
 #include <QProcess>
+#include <QStringEncoder>
 #include <QTextStream>
 #include <QtTest>
 
@@ -369,6 +370,27 @@ private slots:
         QCOMPARE(runTool(home, {"remove", "msfs"}).code, 0);
         QCOMPARE(home.read(SimConnectCfg), cfg);
         QVERIFY(!home.exists(Msfs2024 + "/SimConnect.xml"));
+    }
+
+    void utf16SimConnectXmlStaysUtf16() {
+        FakeHome home;
+        QVERIFY(build(home));
+        auto utf16 = [](QByteArray utf8) {
+            QStringEncoder encoder(QStringConverter::Utf16LE);
+            return QByteArray("\xFF\xFE", 2) + QByteArray(encoder(QString::fromUtf8(utf8)));
+        };
+        QByteArray text = SimConnectXml;
+        text.replace("encoding=\"Windows-1252\"", "encoding=\"UTF-16\"");
+        text.replace("Static IP4 port", "Port für das Netz");
+        QByteArray setUp = simConnectXmlSetUp();
+        setUp.replace("encoding=\"Windows-1252\"", "encoding=\"UTF-16\"");
+        setUp.replace("Static IP4 port", "Port für das Netz");
+        QVERIFY(home.write(Msfs2020 + "/SimConnect.xml", utf16(text)));
+        QCOMPARE(runTool(home, {"install", "msfs"}).code, 0);
+        QCOMPARE(home.read(Msfs2020 + "/SimConnect.xml"), utf16(setUp));
+        QCOMPARE(home.read(Msfs2020 + "/SimConnect.xml.quillar-backup"), utf16(text));
+        QCOMPARE(runTool(home, {"remove", "msfs"}).code, 0);
+        QCOMPARE(home.read(Msfs2020 + "/SimConnect.xml"), utf16(text));
     }
 
     void theBuiltToolAnswersVersionAndHelp() {
