@@ -36,6 +36,19 @@ QString nearestExisting(QString path) {
     return path;
 }
 
+// Links are followed only as far as the home folder: a file that resolves outside it is not ours to change.
+QString leadsOutside(const QString &home, const QString &path) {
+    const QString canonicalHome = QFileInfo(home).canonicalFilePath();
+    const QFileInfo info(path);
+    const QString resolved = info.exists() ? info.canonicalFilePath()
+                                           : QFileInfo(nearestExisting(info.path())).canonicalFilePath();
+    if (canonicalHome.isEmpty() || resolved == canonicalHome ||
+        resolved.startsWith(canonicalHome + QLatin1Char('/'))) {
+        return QString();
+    }
+    return QStringLiteral("leads to %1, outside %2; left as it is").arg(resolved, home);
+}
+
 // Why an edit cannot be made, or an empty text when it can.
 QString obstacle(const FileEdit &edit) {
     const QFileInfo info(edit.path);
@@ -188,6 +201,10 @@ Plan SetupEngine::planInstall(const Installation &installation) const {
             plan.problems.append(withProblem(file.path, probe.problem));
             continue;
         }
+        if (const QString outside = leadsOutside(homeFolder, file.path); !outside.isEmpty()) {
+            plan.problems.append(withProblem(file.path, outside));
+            continue;
+        }
         const std::optional<QByteArray> current = contentOf(probe);
         QString problem;
         const PartState state = file.inspect(current, &problem);
@@ -211,7 +228,9 @@ Plan SetupEngine::planInstall(const Installation &installation) const {
     }
     if (installation.simulator == Simulator::Msfs) {
         const FileProbe cfg = probeFile(simConnectCfgPath());
-        if (cfg.kind == FileProbe::Missing) {
+        if (const QString outside = leadsOutside(homeFolder, simConnectCfgPath()); !outside.isEmpty()) {
+            plan.problems.append(withProblem(simConnectCfgPath(), outside));
+        } else if (cfg.kind == FileProbe::Missing) {
             write(simConnectCfgPath(), simConnectCfgBytes(simConnectPort()),
                   QStringLiteral("the address the program connects to"));
         } else if (!cfg.exists()) {
@@ -230,6 +249,10 @@ Plan SetupEngine::planRemove(const Installation &installation, const QList<Insta
         }
         if (!probe.exists()) {
             plan.problems.append(withProblem(file.path, probe.problem));
+            continue;
+        }
+        if (const QString outside = leadsOutside(homeFolder, file.path); !outside.isEmpty()) {
+            plan.problems.append(withProblem(file.path, outside));
             continue;
         }
         QString problem;

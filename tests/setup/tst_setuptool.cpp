@@ -393,6 +393,44 @@ private slots:
         QCOMPARE(home.read(Msfs2020 + "/SimConnect.xml"), utf16(text));
     }
 
+    void linksLeadingOutsideTheHomeAreNotFollowed() {
+        FakeHome home;
+        FakeHome elsewhere;
+        QVERIFY(build(home));
+        QVERIFY(elsewhere.write("Export.lua", OtherExports));
+        QVERIFY(QFile::remove(home.filePath(SteamDcs + "/Scripts/Export.lua")));
+        QVERIFY(home.link(SteamDcs + "/Scripts/Export.lua", elsewhere.filePath("Export.lua")));
+        const QMap<QString, QByteArray> before = home.snapshot();
+        const Run run = runTool(home, {"install", "dcs"});
+        QCOMPARE(run.code, 1);
+        QVERIFY2(run.out.contains("cannot change " + home.filePath(SteamDcs) +
+                                  "/Scripts/Export.lua: leads to " + elsewhere.filePath("Export.lua") +
+                                  ", outside " + home.path() + "; left as it is\n"),
+                 qPrintable(run.out));
+        QCOMPARE(elsewhere.read("Export.lua"), OtherExports);
+        QVERIFY(!elsewhere.exists("Export.lua.quillar-backup"));
+        // The open-beta folder, all inside the home, is still set up.
+        QMap<QString, QByteArray> expected = before;
+        expected.insert(WineDcs + "/Scripts/", QByteArray());
+        expected.insert(WineDcs + "/Scripts/VortaneQuillar.lua", script);
+        expected.insert(WineDcs + "/Scripts/Export.lua", ExportLine + "\n");
+        QCOMPARE(home.snapshot(), expected);
+    }
+
+    void condorSetUpByHandCannotBeTakenOutBlindly() {
+        FakeHome home;
+        QVERIFY(build(home));
+        QVERIFY(home.write(Condor + "/Settings/UDP.ini", UdpIniSetUp));
+        const Run run = runTool(home, {"remove", "condor2"});
+        QCOMPARE(run.code, 1);
+        QVERIFY2(run.out.contains(
+                     "cannot change " + home.filePath(Condor) +
+                     "/Settings/UDP.ini: set up by hand or changed since it was set up, so the values "
+                     "before are not known; left as it is\n"),
+                 qPrintable(run.out));
+        QCOMPARE(home.read(Condor + "/Settings/UDP.ini"), UdpIniSetUp);
+    }
+
     void theBuiltToolAnswersVersionAndHelp() {
         QProcess tool;
         tool.start(QStringLiteral(QUILLAR_SETUP_TOOL), {QStringLiteral("--version")});
