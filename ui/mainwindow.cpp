@@ -2,17 +2,20 @@
 #include "ui_mainwindow.h"
 
 #include "mainbackgroundthread.h"
+#include "simulatorsetupdialog.h"
 #include "statuswidget.h"
 #include "threeaxiseffectswidget.h"
 
 #include <QDebug>
 #include <QDesktopServices>
+#include <QDir>
 #include <QMessageBox>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QPushButton>
 #include <QScreen>
+#include <QStatusBar>
 #include <QThread>
 #include <QTimer>
 
@@ -35,6 +38,7 @@ MainWindow::MainWindow(const UpdateCheck::Endpoint &updateEndpoint, QWidget *par
     setWindowTitle(QStringLiteral("Vortane Quillar (%1)").arg(ApplicationVersion));
 
     connectPanels();
+    addSimulatorSetupEntry();
 
     // Both fire once the event loop runs, so startCycle runs in the worker's own thread.
     auto *startTimer = new QTimer();
@@ -98,6 +102,23 @@ void MainWindow::connectPanels() {
     connect(worker, &MainBackgroundThread::rudderConnected, status, &StatusWidget::connectRudder);
     connect(worker, &MainBackgroundThread::rudderDisconnected, status, &StatusWidget::disconnectRudder);
     connect(worker, &MainBackgroundThread::positionChanged, status, &StatusWidget::changePosition);
+}
+
+void MainWindow::addSimulatorSetupEntry() {
+    // In the status bar, so the menu bar and the window's layout stay as they are.
+    auto *button = new QPushButton(tr("Simulator set-up…"), ui->statusbar);
+    button->setObjectName(QStringLiteral("simulator_setup_button"));
+    button->setFlat(true);
+    ui->statusbar->addPermanentWidget(button);
+    connect(button, &QPushButton::clicked, this, [this] {
+        if (!setupDialog) {
+            setupDialog = new SimulatorSetupDialog(QDir::homePath(), this);
+            setupDialog->setAttribute(Qt::WA_DeleteOnClose);
+        }
+        setupDialog->show();
+        setupDialog->raise();
+        setupDialog->activateWindow();
+    });
 }
 
 void MainWindow::startUpdateCheck() {

@@ -4,6 +4,7 @@
 
 #include <QIcon>
 #include <QMainWindow>
+#include <QPointer>
 #include <functional>
 #include <memory>
 
@@ -16,6 +17,7 @@ class QMessageBox;
 class QNetworkAccessManager;
 class QNetworkReply;
 class QNetworkRequest;
+class SimulatorSetupDialog;
 
 // The program's one window: the profile and effect editor, the status panel, the background worker they
 // talk to, and the start-up update check.
@@ -44,6 +46,7 @@ public:
 
 private:
     void connectPanels();
+    void addSimulatorSetupEntry();
     void startUpdateCheck();
     void updateCheckFinished();
 
@@ -55,4 +58,5 @@ private:
     MainBackgroundThread *worker = nullptr; // never deleted: there is no orderly shutdown
     QNetworkReply *updateReply = nullptr;
     UpdateDialogRunner runUpdateDialog;
+    QPointer<SimulatorSetupDialog> setupDialog; // one at a time; it deletes itself when closed
 };

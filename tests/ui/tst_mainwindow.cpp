@@ -4,6 +4,7 @@
 #include "mainwindow.h"
 #include "scratchworkingdirectory.h"
 #include "signalrecorder.h"
+#include "simulatorsetupdialog.h"
 #include "statuswidget.h"
 #include "threeaxiseffectswidget.h"
 
@@ -202,6 +203,33 @@ private slots:
         QVERIFY(bar);
         QCOMPARE(window.statusBar(), bar);
         QCOMPARE(bar->currentMessage(), QString());
+        QTRY_VERIFY(updateCheckDone(window));
+    }
+
+    void simulatorSetupOpensFromTheStatusBar() {
+        ScratchWorkingDirectory scratch;
+        QTest::ignoreMessage(QtDebugMsg, "error QNetworkReply::ConnectionRefusedError");
+        MainWindow window(UpdateCheck::Endpoint{QStringLiteral("http://127.0.0.1:%1").arg(refusingPort())});
+        auto *button = window.findChild<QPushButton *>(QStringLiteral("simulator_setup_button"));
+        QVERIFY(button);
+        QCOMPARE(button->text(), QStringLiteral("Simulator set-up…"));
+        QCOMPARE(button->parentWidget(), window.statusBar());
+        // The entry leaves the window as it is: empty menu bar, no status message, same size.
+        QVERIFY(window.menuBar()->actions().isEmpty());
+        QCOMPARE(window.statusBar()->currentMessage(), QString());
+        QCOMPARE(window.size(), QSize(909, 539));
+        QVERIFY(window.findChildren<SimulatorSetupDialog *>().isEmpty());
+
+        button->click();
+        QCOMPARE(window.findChildren<SimulatorSetupDialog *>().size(), 1);
+        SimulatorSetupDialog *dialog = window.findChild<SimulatorSetupDialog *>();
+        QVERIFY(dialog->isVisible());
+        QCOMPARE(dialog->windowTitle(), QStringLiteral("Simulator set-up"));
+        button->click();
+        QCOMPARE(window.findChildren<SimulatorSetupDialog *>().size(), 1);
+        QTRY_VERIFY(!dialog->isBusy());
+        dialog->close();
+        QTRY_VERIFY(window.findChildren<SimulatorSetupDialog *>().isEmpty());
         QTRY_VERIFY(updateCheckDone(window));
     }
 

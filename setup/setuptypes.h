@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+namespace QuillarSetup {
+
+// In the order the tool lists them; the key is what the command line takes.
+enum class Simulator { Dcs, Il2, Condor2, Msfs, XPlane, WarThunder };
+
+QList<Simulator> allSimulators();
+QString simulatorKey(Simulator simulator);
+QString simulatorName(Simulator simulator);
+// False when the key names no simulator.
+bool simulatorFromKey(const QString &key, Simulator *simulator);
+
+enum class State { Ready, NotSetUp, NeedsRepair, NothingToSetUp };
+QString stateText(State state);
+
+// One place where a simulator keeps what we set up: a DCS "Saved Games" folder, an IL-2 or Condor
+// installation, an MSFS settings folder, or a game folder that needs nothing.
+struct Installation {
+    Simulator simulator = Simulator::Dcs;
+    QString folder;  // absolute
+    QString variant; // "MSFS 2024", "X-Plane 12", "DCS.openbeta"…; empty when there is only one kind
+    // Where it was found: "Steam library …", "Wine prefix …", "home folder".
+    QString foundIn;
+};
+
+// One file operation of a plan. Plans are computed in full before anything is written, so a dry run
+// prints exactly what a real run does.
+struct FileEdit {
+    enum Kind { Write, Delete, MakeFolder };
+    Kind kind = Write;
+    QString path;
+    QByteArray bytes;    // the whole new content of a Write
+    QString description; // what changes, in words
+};
+
+struct Assessment {
+    State state = State::NotSetUp;
+    QStringList problems; // files that cannot be read or parsed, with the reason
+};
+
+struct Plan {
+    QList<FileEdit> edits;
+    QStringList problems; // reasons this plan cannot be carried out; nothing is written then
+    QStringList notes;    // what is left alone on purpose, and why
+};
+
+} // namespace QuillarSetup
