@@ -4,6 +4,7 @@
 #include "telemetrysourcemsfs.h"
 #include "telemetrysourceshturmovik.h"
 #include "telemetrysourcewarthunder.h"
+#include "telemetrysourcexplane.h"
 #include "telemetrytesting.h"
 #include "telemetrythread.h"
 #include "udpsender.h"
@@ -24,6 +25,8 @@ TelemetryThread::Endpoints freeEndpoints() {
     QTcpServer probe;
     probe.listen(QHostAddress(QHostAddress::LocalHost), 0);
     endpoints.warthunderUrl = QUrl(QStringLiteral("http://127.0.0.1:%1/state").arg(probe.serverPort()));
+    // X-Plane's subscriptions go to a port nobody answers on.
+    endpoints.xplane.port = UdpSender::freePort();
     return endpoints;
 }
 
@@ -57,6 +60,9 @@ class TestTelemetryThread : public QObject {
                              [this](const WarthunderTelemetry &t) {
                                  entries << QStringLiteral("warthunder %1").arg(t.airspeed);
                              });
+            QObject::connect(&thread, &TelemetryThread::xplaneTelemetryChanged, [this](const XPlaneTelemetry &t) {
+                entries << QStringLiteral("xplane %1").arg(t.airspeed);
+            });
             QObject::connect(&thread, &TelemetryThread::telemetrySourceChanged,
                              [this](Telemetry::Source source, const QString &name) {
                                  entries << QStringLiteral("declared %1 %2").arg(int(source)).arg(name);
@@ -89,6 +95,7 @@ private slots:
             "telemetrySourceChanged(Telemetry::Source,QString)",
             "telemetryEnded()",
             "landed(float,float)",
+            "xplaneTelemetryChanged(XPlaneTelemetry)",
             "start()",
             "onTimeout()",
         };
@@ -96,7 +103,7 @@ private slots:
         for (int i = 0; i < expected.size(); ++i) {
             const QMetaMethod method = meta.method(meta.methodOffset() + i);
             QCOMPARE(method.methodSignature(), expected[i]);
-            QCOMPARE(method.methodType(), i < 8 ? QMetaMethod::Signal : QMetaMethod::Slot);
+            QCOMPARE(method.methodType(), i < 9 ? QMetaMethod::Signal : QMetaMethod::Slot);
         }
         const QMetaMethod landed = meta.method(meta.methodOffset() + 7);
         QCOMPARE(landed.parameterNames(), (QList<QByteArray>{"verticalSpeed", "airspeed"}));
@@ -110,8 +117,9 @@ private slots:
         QVERIFY(qobject_cast<TelemetrySourceShturmovik *>(thread.source(Telemetry::TELEMETRY_SOURCE_IL2)));
         QVERIFY(qobject_cast<TelemetrySourceWarthunder *>(thread.source(Telemetry::TELEMETRY_SOURCE_WARTHUNDER)));
         QVERIFY(qobject_cast<TelemetrySourceCondor2 *>(thread.source(Telemetry::TELEMETRY_SOURCE_CONDOR)));
+        QVERIFY(qobject_cast<TelemetrySourceXPlane *>(thread.source(Telemetry::TELEMETRY_SOURCE_XPLANE)));
         QCOMPARE(thread.source(-1), nullptr);
-        QCOMPARE(thread.source(6), nullptr);
+        QCOMPARE(thread.source(7), nullptr);
         for (int i = 1; i < Telemetry::SourceCount; ++i)
             QCOMPARE(thread.source(i)->parent(), &thread);
         QCOMPARE(thread.currentActiveSource(), Telemetry::TELEMETRY_SOURCE_NONE);
@@ -252,7 +260,7 @@ private slots:
         QSignalSpy landed(&thread, &TelemetryThread::landed);
         for (int i = 1; i < Telemetry::SourceCount; ++i)
             emit thread.source(i)->landed(float(-i), float(100 * i));
-        QCOMPARE(landed.count(), 5);
+        QCOMPARE(landed.count(), 6);
         for (int i = 1; i < Telemetry::SourceCount; ++i) {
             QCOMPARE(landed[i - 1][0].toFloat(), float(-i));
             QCOMPARE(landed[i - 1][1].toFloat(), float(100 * i));
