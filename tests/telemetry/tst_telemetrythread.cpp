@@ -1,3 +1,4 @@
+#include "fakexplane.h"
 #include "il2packet.h"
 #include "telemetrysourcecondor2.h"
 #include "telemetrysourcedcs.h"
@@ -253,6 +254,41 @@ private slots:
         QCOMPARE(log.entries[1].left(7), QStringLiteral("landed "));
         QVERIFY(log.entries[1].endsWith(QStringLiteral(" 180")));
         QCOMPARE(log.entries[2], QStringLiteral("il2 180"));
+    }
+
+    void xplaneDeclaresLastInTableOrderAndIsThenPolledAlone() {
+        FakeXPlane xplane;
+        xplane.setAnswering(false);
+        TelemetryThread::Endpoints endpoints = freeEndpoints();
+        endpoints.xplane.port = xplane.port();
+        TelemetryThread thread(endpoints);
+        Log log(thread);
+        QVERIFY(pollUntil([&] { thread.onTimeout(); }, [&] { return xplane.subscriptionsByIndex().size() == 75; }));
+        xplane.set("sim/flightmodel/position/indicated_airspeed", 100);
+        xplane.setAircraftName("Cessna 172 SP");
+
+        UdpSender dcs(portOf(thread, Telemetry::TELEMETRY_SOURCE_DCS));
+        QVERIFY(dcs.send("Hawk;0;0;0;0;0;0;0;0;0"));
+        xplane.answerNow();
+        letDatagramsArrive();
+        thread.onTimeout();
+        QCOMPARE(log.take(), (QStringList{"declared 2 Hawk", "declared 6 Cessna 172 SP"}));
+        QCOMPARE(thread.currentActiveSource(), Telemetry::TELEMETRY_SOURCE_XPLANE);
+
+        // Only X-Plane is polled now: DCS's datagram waits.
+        QVERIFY(dcs.send("Hawk;300;0;0;0;0;0;0;0;0"));
+        xplane.answerNow();
+        letDatagramsArrive();
+        thread.onTimeout();
+        QCOMPARE(log.take(), QStringList{"xplane 185.2"});
+
+        // X-Plane falls silent; DCS, polled again, decodes without declaring.
+        ManualClock::now += 1001;
+        thread.onTimeout();
+        QCOMPARE(log.take(), (QStringList{"xplane 0", "ended"}));
+        QCOMPARE(thread.currentActiveSource(), Telemetry::TELEMETRY_SOURCE_NONE);
+        thread.onTimeout();
+        QCOMPARE(log.take(), QStringList{"dcs 300"});
     }
 
     void everySourcesLandedReachesTheWorker() {
