@@ -26,6 +26,7 @@ constexpr int MaxDatagramsPerPoll = 64;
 constexpr int HeaderSize = 5; // "RREF" and one more byte
 constexpr int PairSize = 8;   // int32 index, float32 value
 constexpr int PathSize = 400;
+static_assert(HeaderSize + 4 + 4 + PathSize == XPlane::RequestSize);
 
 const char *const valueDatarefs[XPlane::ValueCount] = {
     "sim/flightmodel/position/indicated_airspeed",

@@ -10,9 +10,12 @@
 #include "telemetrythread.h"
 #include "udpsender.h"
 
+#include <QDir>
+#include <QFile>
 #include <QMetaMethod>
 #include <QSignalSpy>
 #include <QTcpServer>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
 
@@ -133,6 +136,8 @@ private slots:
         QCOMPARE(defaults.shturmovikPort, quint16(29777));
         QCOMPARE(defaults.condor2Port, quint16(55278));
         QCOMPARE(defaults.warthunderUrl, QUrl(QStringLiteral("http://127.0.0.1:8111/state")));
+        QCOMPARE(defaults.xplane.host, QHostAddress(QStringLiteral("127.0.0.1")));
+        QCOMPARE(defaults.xplane.port, quint16(49000));
         // Another program may hold a port; then that source binds nothing, silently.
         TelemetryThread thread;
         const quint16 dcs = portOf(thread, Telemetry::TELEMETRY_SOURCE_DCS);
@@ -141,6 +146,34 @@ private slots:
         QVERIFY2(dcs == 29778 || dcs == 0, qPrintable(QString::number(dcs)));
         QVERIFY2(il2 == 29777 || il2 == 0, qPrintable(QString::number(il2)));
         QVERIFY2(condor == 55278 || condor == 0, qPrintable(QString::number(condor)));
+    }
+
+    void theProgramsWorkerAsksXPlaneWhereTheSettingsFileSays() {
+        QTemporaryDir config;
+        QVERIFY(QDir(config.path()).mkpath(QStringLiteral("vortane-quillar")));
+        QFile file(config.filePath(QStringLiteral("vortane-quillar/quillar.conf")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("[xplane]\nhost=10.1.2.3\nport=49123\n");
+        file.close();
+        const QByteArray saved = qgetenv("XDG_CONFIG_HOME");
+        qputenv("XDG_CONFIG_HOME", config.path().toLocal8Bit());
+        TelemetryThread configured;
+        TelemetryThread::Endpoints endpoints = freeEndpoints();
+        endpoints.xplane.port = 49001;
+        const TelemetryThread explicitEndpoints(endpoints);
+        if (saved.isNull())
+            qunsetenv("XDG_CONFIG_HOME");
+        else
+            qputenv("XDG_CONFIG_HOME", saved);
+        auto *xplane = qobject_cast<TelemetrySourceXPlane *>(configured.source(Telemetry::TELEMETRY_SOURCE_XPLANE));
+        QVERIFY(xplane);
+        QCOMPARE(xplane->endpoint().host, QHostAddress(QStringLiteral("10.1.2.3")));
+        QCOMPARE(xplane->endpoint().port, quint16(49123));
+        // Endpoints handed over explicitly are taken as they are.
+        auto *given =
+            qobject_cast<TelemetrySourceXPlane *>(explicitEndpoints.source(Telemetry::TELEMETRY_SOURCE_XPLANE));
+        QCOMPARE(given->endpoint().host, QHostAddress(QStringLiteral("127.0.0.1")));
+        QCOMPARE(given->endpoint().port, quint16(49001));
     }
 
     void startRunsThe20MsPreciseTimer() {
