@@ -169,8 +169,9 @@ Endpoint endpointFromSettings(const QString &path) {
             endpoint.host = host;
         else
             qCWarning(lcXPlane).noquote()
-                << QStringLiteral("%1: [xplane] host \"%2\" is not the IP address of a machine; asking X-Plane at "
-                                  "%3 instead")
+                << QStringLiteral(
+                       "%1: [xplane] host \"%2\" is not the IP address of a machine; asking X-Plane at "
+                       "%3 instead")
                        .arg(path, value.toStringList().join(QLatin1Char(',')), endpoint.host.toString());
     }
     if (settings.contains(QStringLiteral("port"))) {
@@ -180,8 +181,9 @@ Endpoint endpointFromSettings(const QString &path) {
             endpoint.port = port;
         else
             qCWarning(lcXPlane).noquote()
-                << QStringLiteral("%1: [xplane] port \"%2\" is not a port number (1 to 65535); asking X-Plane on "
-                                  "port %3 instead")
+                << QStringLiteral(
+                       "%1: [xplane] port \"%2\" is not a port number (1 to 65535); asking X-Plane on "
+                       "port %3 instead")
                        .arg(path, value.toStringList().join(QLatin1Char(',')))
                        .arg(endpoint.port);
     }
@@ -237,8 +239,8 @@ void TelemetrySourceXPlane::end() {
     emit telemetryChanged(idleTelemetry);
     emit telemetryEnded();
     active = false;
-    // Whatever answers next (X-Plane restarted, another aircraft) must tell everything again before it counts,
-    // and gets asked at once.
+    // Whatever answers next (X-Plane restarted, another aircraft) must tell everything again before it
+    // counts, and gets asked at once.
     state.clear();
     declaredName.clear();
     nameOfLastTick.clear();

@@ -77,7 +77,8 @@ class TelemetrySourceXPlane : public TelemetrySource {
     Q_OBJECT
 
 public:
-    explicit TelemetrySourceXPlane(QObject *parent = nullptr, const XPlane::Endpoint &xplane = XPlane::Endpoint());
+    explicit TelemetrySourceXPlane(QObject *parent = nullptr,
+                                   const XPlane::Endpoint &xplane = XPlane::Endpoint());
 
     void poll() override;
 

@@ -34,8 +34,10 @@ int64_t monotonicMicros() {
 QByteArray profile(const char *module, float aileronsSpring, float elevatorWeight) {
     QJsonObject ailerons, elevator;
     if (aileronsSpring > 0)
-        ailerons.insert("simple_spring", QJsonObject{{"active", true}, {"total_effect_strength", aileronsSpring}});
-    elevator.insert("elevator_weight", QJsonObject{{"active", true}, {"total_effect_strength", elevatorWeight}});
+        ailerons.insert("simple_spring",
+                        QJsonObject{{"active", true}, {"total_effect_strength", aileronsSpring}});
+    elevator.insert("elevator_weight",
+                    QJsonObject{{"active", true}, {"total_effect_strength", elevatorWeight}});
     const QJsonObject metadata{{"flight_data_source", 6}, {"flight_module", module}, {"comment", ""}};
     const QJsonObject effects{{"ailerons", ailerons}, {"elevator", elevator}, {"rudder", QJsonObject()}};
     return QJsonDocument(QJsonObject{{"metadata", metadata}, {"effects", effects}}).toJson();
@@ -152,13 +154,16 @@ private slots:
         QVERIFY(QDir(scratch.path()).mkpath(QStringLiteral("work/effect_profiles")));
         QVERIFY(QDir(scratch.path()).mkpath(QStringLiteral("hid")));
         QVERIFY(QDir(scratch.path()).mkpath(QStringLiteral("config/vortane-quillar")));
-        QVERIFY(writeAtomically(workingDirectory() + QStringLiteral("/effect_profiles/XPLANE_Cessna_172_SP.json"),
-                                profile("Cessna 172 SP", CessnaAileronsSpring, CessnaElevatorWeight)));
-        QVERIFY(writeAtomically(workingDirectory() + QStringLiteral("/effect_profiles/XPLANE_Boeing_737_800.json"),
+        QVERIFY(
+            writeAtomically(workingDirectory() + QStringLiteral("/effect_profiles/XPLANE_Cessna_172_SP.json"),
+                            profile("Cessna 172 SP", CessnaAileronsSpring, CessnaElevatorWeight)));
+        QVERIFY(writeAtomically(workingDirectory() +
+                                    QStringLiteral("/effect_profiles/XPLANE_Boeing_737_800.json"),
                                 profile("Boeing 737-800", 0, BoeingElevatorWeight)));
         // Where X-Plane is, as a user with X-Plane on another port would say it.
-        QVERIFY(writeAtomically(scratch.filePath(QStringLiteral("config/vortane-quillar/quillar.conf")),
-                                "[xplane]\nhost=127.0.0.1\nport=" + QByteArray::number(xplane->port()) + '\n'));
+        QVERIFY(
+            writeAtomically(scratch.filePath(QStringLiteral("config/vortane-quillar/quillar.conf")),
+                            "[xplane]\nhost=127.0.0.1\nport=" + QByteArray::number(xplane->port()) + '\n'));
 
         QVERIFY(writeAtomically(deviceDirectory() + QStringLiteral("/joystick.state"),
                                 "plugged=1\nversion=0c 01 00\nposition=" + QByteArray::number(JoystickRoll) +
@@ -183,9 +188,9 @@ private slots:
 
     void xplaneFlightDrivesTheStick() {
         // Both devices open first: the profile's settings go only to open devices.
-        QTRY_VERIFY2_WITH_TIMEOUT(readAll(deviceDirectory() + QStringLiteral("/calls.log")).contains(
-                                      "open joystick result=1"),
-                                  program.readAll().constData(), 60000);
+        QTRY_VERIFY2_WITH_TIMEOUT(
+            readAll(deviceDirectory() + QStringLiteral("/calls.log")).contains("open joystick result=1"),
+            program.readAll().constData(), 60000);
         QTRY_VERIFY_WITH_TIMEOUT(shownAt("source=Not detected\tmodule=Not detected") > 0, 60000);
 
         // The program asks the fake on the port of the settings file, with well-formed subscriptions.

@@ -39,7 +39,8 @@ public:
     // As after a restart of the simulator: every subscription is forgotten.
     void forgetSubscriptions() { subscriptions.clear(); }
 
-    // Answers every subscriber at once with all its values, in as many datagrams as `pairsPerDatagram` allows.
+    // Answers every subscriber at once with all its values, in as many datagrams as `pairsPerDatagram`
+    // allows.
     void answerNow(int pairsPerDatagram = 0);
 
     // Our index -> what was asked for under it (the latest request wins; frequency 0 unsubscribes).

@@ -5,7 +5,8 @@
 //   QUILLAR_STATUS_PROBE_LOG   the log file (required; without it nothing runs)
 //
 // Log lines, CLOCK_MONOTONIC microseconds like the hidapi double's logs, fields separated by tabs:
-//   <µs>\tsource=<telemetry_data_source>\tmodule=<flight_module>\tgame=<game_combo index>\tprofile=<flight_module_input>
+//   <µs>\tsource=<telemetry_data_source>\tmodule=<flight_module>\tgame=<game_combo
+//   index>\tprofile=<flight_module_input>
 
 #include <QApplication>
 #include <QComboBox>

@@ -49,7 +49,8 @@ struct Session {
                          [this](Telemetry::Source s, const QString &name) {
                              events << QStringLiteral("declared %1 %2").arg(int(s)).arg(name);
                          });
-        QObject::connect(&source, &TelemetrySource::telemetryEnded, [this] { events << QStringLiteral("ended"); });
+        QObject::connect(&source, &TelemetrySource::telemetryEnded,
+                         [this] { events << QStringLiteral("ended"); });
         QObject::connect(&source, &TelemetrySource::landed, [this](float verticalSpeed, float airspeed) {
             events << QStringLiteral("landed %1 %2").arg(verticalSpeed).arg(airspeed);
         });
@@ -63,8 +64,9 @@ struct Session {
 
     // Polls until the fake holds all 75 subscriptions.
     bool subscribe() {
-        return pollUntil([this] { source.poll(); },
-                         [this] { return xplane.subscriptionsByIndex().size() == XPlane::SubscriptionCount; });
+        return pollUntil(
+            [this] { source.poll(); },
+            [this] { return xplane.subscriptionsByIndex().size() == XPlane::SubscriptionCount; });
     }
 
     // The fake answers once; polls until the source has reacted with `reactions` more events.
@@ -233,8 +235,9 @@ private slots:
         sender.bind(QHostAddress(QHostAddress::LocalHost), 0);
         for (int i = 1; i <= 130; ++i) {
             const QByteArray datagram = QByteArray("RREF,", 5) + pair(XPlane::NormalLoad, float(i));
-            QCOMPARE(sender.writeDatagram(datagram, QHostAddress(QHostAddress::LocalHost), s.source.localPort()),
-                     qint64(datagram.size()));
+            QCOMPARE(
+                sender.writeDatagram(datagram, QHostAddress(QHostAddress::LocalHost), s.source.localPort()),
+                qint64(datagram.size()));
         }
         QTest::qWait(200);
         s.source.poll();
@@ -340,9 +343,11 @@ private slots:
             datagram += pair(index, s.xplane.value(XPlane::dataref(index)));
         // 127.0.0.2 is loopback too on Linux, but it is not where X-Plane was said to be.
         QUdpSocket stranger;
-        QVERIFY2(stranger.bind(QHostAddress(QStringLiteral("127.0.0.2")), 0), qPrintable(stranger.errorString()));
-        QCOMPARE(stranger.writeDatagram(datagram, QHostAddress(QHostAddress::LocalHost), s.source.localPort()),
-                 qint64(datagram.size()));
+        QVERIFY2(stranger.bind(QHostAddress(QStringLiteral("127.0.0.2")), 0),
+                 qPrintable(stranger.errorString()));
+        QCOMPARE(
+            stranger.writeDatagram(datagram, QHostAddress(QHostAddress::LocalHost), s.source.localPort()),
+            qint64(datagram.size()));
         QTest::qWait(100);
         for (int i = 0; i < 5; ++i)
             s.source.poll();
@@ -375,7 +380,8 @@ private slots:
         QByteArray big("RREF,", 5);
         for (int i = 0; i < 7000; ++i)
             big += pair(i % 2 ? XPlane::SubscriptionCount + i : -1 - i, float(i));
-        big += pair(XPlane::NormalLoad, 4) + pair(XPlane::NormalLoad, std::numeric_limits<float>::quiet_NaN()) +
+        big += pair(XPlane::NormalLoad, 4) +
+               pair(XPlane::NormalLoad, std::numeric_limits<float>::quiet_NaN()) +
                QByteArray("\x05\x00\x00", 3);
         s.sendAsXPlane(big);
         QVERIFY(pollUntil([&] { s.source.poll(); }, [&] { return !s.events.isEmpty(); }));

@@ -79,14 +79,17 @@ private slots:
         const QByteArray request = XPlane::subscriptionRequest(5);
         QCOMPARE(request.size(), 413);
         // "RREF\0", frequency 50, index 5, little-endian.
-        QCOMPARE(request.left(13).toHex(), QByteArray("5252454600" "32000000" "05000000"));
+        QCOMPARE(request.left(13).toHex(), QByteArray("5252454600"
+                                                      "32000000"
+                                                      "05000000"));
         const QByteArray path("sim/flightmodel/forces/g_nrml");
         QCOMPARE(request.mid(13, path.size()), path);
         QCOMPARE(request.mid(13 + path.size()), QByteArray(400 - path.size(), '\0'));
 
         const QByteArray name = XPlane::subscriptionRequest(74, 20);
         QCOMPARE(name.size(), 413);
-        QCOMPARE(name.mid(5, 8).toHex(), QByteArray("14000000" "4a000000"));
+        QCOMPARE(name.mid(5, 8).toHex(), QByteArray("14000000"
+                                                    "4a000000"));
         QVERIFY(name.mid(13).startsWith("sim/aircraft/view/acf_ui_name[63]\0"));
     }
 
@@ -94,8 +97,8 @@ private slots:
 
     void pairsAreAppliedInOrder() {
         XPlane::ReplyState state;
-        QVERIFY(XPlane::decodeReply(reply({{XPlane::NormalLoad, 1.5f}, {XPlane::Alpha, 4}, {XPlane::NormalLoad, 2.5f}}),
-                                    state));
+        QVERIFY(XPlane::decodeReply(
+            reply({{XPlane::NormalLoad, 1.5f}, {XPlane::Alpha, 4}, {XPlane::NormalLoad, 2.5f}}), state));
         // The later reading of the same index wins.
         QCOMPARE(state.values[XPlane::NormalLoad], 2.5f);
         QCOMPARE(state.values[XPlane::Alpha], 4.0f);
@@ -145,9 +148,12 @@ private slots:
 
     void unknownIndexesAreSkipped() {
         XPlane::ReplyState state;
-        QVERIFY(XPlane::decodeReply(
-            reply({{-1, 5}, {75, 5}, {1000000, 5}, {std::numeric_limits<qint32>::min(), 5}, {XPlane::RollRate, 12}}),
-            state));
+        QVERIFY(XPlane::decodeReply(reply({{-1, 5},
+                                           {75, 5},
+                                           {1000000, 5},
+                                           {std::numeric_limits<qint32>::min(), 5},
+                                           {XPlane::RollRate, 12}}),
+                                    state));
         QCOMPARE(state.values[XPlane::RollRate], 12.0f);
         int received = 0;
         for (bool r : state.received)
@@ -158,11 +164,12 @@ private slots:
     void nonFiniteValuesKeepTheLastReading() {
         XPlane::ReplyState state;
         QVERIFY(XPlane::decodeReply(reply({{XPlane::NormalLoad, 1.25f}}), state));
-        QVERIFY(XPlane::decodeReply(reply({{XPlane::NormalLoad, std::numeric_limits<float>::quiet_NaN()},
-                                           {XPlane::Alpha, std::numeric_limits<float>::infinity()},
-                                           {XPlane::Beta, -std::numeric_limits<float>::infinity()},
-                                           {XPlane::NameFirstIndex, std::numeric_limits<float>::quiet_NaN()}}),
-                                    state));
+        QVERIFY(
+            XPlane::decodeReply(reply({{XPlane::NormalLoad, std::numeric_limits<float>::quiet_NaN()},
+                                       {XPlane::Alpha, std::numeric_limits<float>::infinity()},
+                                       {XPlane::Beta, -std::numeric_limits<float>::infinity()},
+                                       {XPlane::NameFirstIndex, std::numeric_limits<float>::quiet_NaN()}}),
+                                state));
         QCOMPARE(state.values[XPlane::NormalLoad], 1.25f);
         QVERIFY(!state.received[XPlane::Alpha]);
         QVERIFY(!state.received[XPlane::Beta]);
@@ -175,8 +182,8 @@ private slots:
         QVERIFY(state.complete());
         QCOMPARE(state.flightModule(), QStringLiteral("Cessna 172 SP"));
         // Bytes after the first zero do not count.
-        QVERIFY(XPlane::decodeReply(reply({{XPlane::NameFirstIndex + 3, 0}, {XPlane::NameFirstIndex + 5, 'X'}}),
-                                    state));
+        QVERIFY(XPlane::decodeReply(
+            reply({{XPlane::NameFirstIndex + 3, 0}, {XPlane::NameFirstIndex + 5, 'X'}}), state));
         QCOMPARE(state.flightModule(), QStringLiteral("Ces"));
     }
 
@@ -197,7 +204,8 @@ private slots:
                                     state));
         QCOMPARE(state.flightModule(), QString::fromUtf8("K\xC3\xA9"));
         // What is no byte leaves the name's byte alone.
-        QVERIFY(XPlane::decodeReply(reply({{XPlane::NameFirstIndex + 0, 256}, {XPlane::NameFirstIndex + 1, -129},
+        QVERIFY(XPlane::decodeReply(reply({{XPlane::NameFirstIndex + 0, 256},
+                                           {XPlane::NameFirstIndex + 1, -129},
                                            {XPlane::NameFirstIndex + 2, 1e30f}}),
                                     state));
         QCOMPARE(state.flightModule(), QString::fromUtf8("K\xC3\xA9"));
@@ -219,7 +227,7 @@ private slots:
 
     void unitsAreConverted() {
         XPlane::ReplyState state;
-        state.values[XPlane::IndicatedAirspeed] = 100;  // knots
+        state.values[XPlane::IndicatedAirspeed] = 100; // knots
         state.values[XPlane::Alpha] = 4.5f;
         state.values[XPlane::Beta] = -1.25f;
         state.values[XPlane::VerticalSpeed] = -2.5f;
@@ -324,37 +332,45 @@ private slots:
         QTest::addColumn<QString>("host");
         QTest::addColumn<int>("port");
         QTest::addColumn<QString>("warning");
-        QTest::newRow("both") << QByteArray("[xplane]\nhost=10.0.0.7\nport=49001\n") << "10.0.0.7" << 49001 << "";
+        QTest::newRow("both") << QByteArray("[xplane]\nhost=10.0.0.7\nport=49001\n") << "10.0.0.7" << 49001
+                              << "";
         QTest::newRow("host only") << QByteArray("[xplane]\nhost = 10.0.0.8\n") << "10.0.0.8" << 49000 << "";
         QTest::newRow("port only") << QByteArray("[xplane]\nport=50000\n") << "127.0.0.1" << 50000 << "";
         QTest::newRow("localhost") << QByteArray("[xplane]\nhost=localhost\n") << "127.0.0.1" << 49000 << "";
         QTest::newRow("IPv6") << QByteArray("[xplane]\nhost=::1\n") << "::1" << 49000 << "";
-        QTest::newRow("other group") << QByteArray("[dcs]\nhost=10.0.0.9\nport=1\n") << "127.0.0.1" << 49000 << "";
+        QTest::newRow("other group") << QByteArray("[dcs]\nhost=10.0.0.9\nport=1\n") << "127.0.0.1" << 49000
+                                     << "";
         QTest::newRow("empty file") << QByteArray() << "127.0.0.1" << 49000 << "";
-        QTest::newRow("not an INI file") << QByteArray("\x00\xff\xfe garbage = = [[", 17) << "127.0.0.1" << 49000
-                                         << "";
-        QTest::newRow("host name") << QByteArray("[xplane]\nhost=simpc.example\nport=49002\n") << "127.0.0.1"
-                                   << 49002
-                                   << "host \"simpc.example\" is not the IP address of a machine; asking X-Plane "
-                                      "at 127.0.0.1 instead";
-        QTest::newRow("empty host") << QByteArray("[xplane]\nhost=\n") << "127.0.0.1" << 49000
-                                    << "host \"\" is not the IP address of a machine; asking X-Plane at 127.0.0.1 "
-                                       "instead";
-        QTest::newRow("any address") << QByteArray("[xplane]\nhost=0.0.0.0\n") << "127.0.0.1" << 49000
-                                     << "host \"0.0.0.0\" is not the IP address of a machine; asking X-Plane at "
-                                        "127.0.0.1 instead";
-        QTest::newRow("port zero") << QByteArray("[xplane]\nhost=10.0.0.7\nport=0\n") << "10.0.0.7" << 49000
-                                   << "port \"0\" is not a port number (1 to 65535); asking X-Plane on port 49000 "
-                                      "instead";
-        QTest::newRow("port too big") << QByteArray("[xplane]\nport=65536\n") << "127.0.0.1" << 49000
-                                      << "port \"65536\" is not a port number (1 to 65535); asking X-Plane on port "
-                                         "49000 instead";
-        QTest::newRow("port text") << QByteArray("[xplane]\nport=fourty-nine thousand\n") << "127.0.0.1" << 49000
-                                   << "port \"fourty-nine thousand\" is not a port number (1 to 65535); asking "
-                                      "X-Plane on port 49000 instead";
-        QTest::newRow("port list") << QByteArray("[xplane]\nport=1, 2\n") << "127.0.0.1" << 49000
-                                   << "port \"1,2\" is not a port number (1 to 65535); asking X-Plane on port 49000 "
-                                      "instead";
+        QTest::newRow("not an INI file")
+            << QByteArray("\x00\xff\xfe garbage = = [[", 17) << "127.0.0.1" << 49000 << "";
+        QTest::newRow("host name")
+            << QByteArray("[xplane]\nhost=simpc.example\nport=49002\n") << "127.0.0.1" << 49002
+            << "host \"simpc.example\" is not the IP address of a machine; asking X-Plane "
+               "at 127.0.0.1 instead";
+        QTest::newRow("empty host")
+            << QByteArray("[xplane]\nhost=\n") << "127.0.0.1" << 49000
+            << "host \"\" is not the IP address of a machine; asking X-Plane at 127.0.0.1 "
+               "instead";
+        QTest::newRow("any address")
+            << QByteArray("[xplane]\nhost=0.0.0.0\n") << "127.0.0.1" << 49000
+            << "host \"0.0.0.0\" is not the IP address of a machine; asking X-Plane at "
+               "127.0.0.1 instead";
+        QTest::newRow("port zero")
+            << QByteArray("[xplane]\nhost=10.0.0.7\nport=0\n") << "10.0.0.7" << 49000
+            << "port \"0\" is not a port number (1 to 65535); asking X-Plane on port 49000 "
+               "instead";
+        QTest::newRow("port too big")
+            << QByteArray("[xplane]\nport=65536\n") << "127.0.0.1" << 49000
+            << "port \"65536\" is not a port number (1 to 65535); asking X-Plane on port "
+               "49000 instead";
+        QTest::newRow("port text")
+            << QByteArray("[xplane]\nport=fourty-nine thousand\n") << "127.0.0.1" << 49000
+            << "port \"fourty-nine thousand\" is not a port number (1 to 65535); asking "
+               "X-Plane on port 49000 instead";
+        QTest::newRow("port list")
+            << QByteArray("[xplane]\nport=1, 2\n") << "127.0.0.1" << 49000
+            << "port \"1,2\" is not a port number (1 to 65535); asking X-Plane on port 49000 "
+               "instead";
     }
 
     void hostAndPortFromTheSettingsFile() {
