@@ -28,12 +28,16 @@ struct MSFSTelemetry : Telemetry {
     float rudderTrim = 0;
 };
 
+struct XPlaneTelemetry : Telemetry {};
+
 static_assert(std::is_trivially_copyable_v<MSFSTelemetry>);
 static_assert(std::is_trivially_copyable_v<ShturmovikTelemetry>);
 static_assert(std::is_trivially_copyable_v<Condor2Telemetry>);
+static_assert(std::is_trivially_copyable_v<XPlaneTelemetry>);
 
 Q_DECLARE_METATYPE(DCSTelemetry)
 Q_DECLARE_METATYPE(WarthunderTelemetry)
 Q_DECLARE_METATYPE(Condor2Telemetry)
 Q_DECLARE_METATYPE(ShturmovikTelemetry)
 Q_DECLARE_METATYPE(MSFSTelemetry)
+Q_DECLARE_METATYPE(XPlaneTelemetry)

@@ -13,8 +13,9 @@ struct Telemetry {
         TELEMETRY_SOURCE_IL2 = 3,
         TELEMETRY_SOURCE_WARTHUNDER = 4,
         TELEMETRY_SOURCE_CONDOR = 5,
+        TELEMETRY_SOURCE_XPLANE = 6,
     };
-    static constexpr int SourceCount = 6;
+    static constexpr int SourceCount = 7;
 
     float verticalSpeed = 0;     // m/s, climb positive
     float aileronsFlowAngle = 0; // degrees; fields 1..3 are the flow angles of axes 0..2

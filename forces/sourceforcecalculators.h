@@ -44,3 +44,9 @@ class CondorTelemetryForceCalculator : public TelemetryForceCalculator {
 public:
     using TelemetryForceCalculator::TelemetryForceCalculator;
 };
+
+class XPlaneTelemetryForceCalculator : public TelemetryForceCalculator {
+    Q_OBJECT
+public:
+    using TelemetryForceCalculator::TelemetryForceCalculator;
+};

@@ -42,6 +42,8 @@ QString sourceName(int source) {
         return QStringLiteral("WARTHUNDER");
     case Telemetry::TELEMETRY_SOURCE_CONDOR:
         return QStringLiteral("CONDOR2");
+    case Telemetry::TELEMETRY_SOURCE_XPLANE:
+        return QStringLiteral("XPLANE");
     default:
         return QString();
     }
@@ -52,7 +54,7 @@ QString fileNameFor(const EffectsProfileMetadata &metadata) {
     // The source name goes in as it stands: an IL-2 profile's file name keeps the blank of
     // "IL2 SHTURMOVIK", and existing files are found by that name.
     QString name =
-        (source >= Telemetry::TELEMETRY_SOURCE_MSFS && source <= Telemetry::TELEMETRY_SOURCE_CONDOR)
+        (source >= Telemetry::TELEMETRY_SOURCE_MSFS && source <= Telemetry::TELEMETRY_SOURCE_XPLANE)
             ? sourceName(source)
             : QStringLiteral("GENERIC");
     if (!metadata.flightModule.isEmpty())
@@ -72,7 +74,7 @@ QString displayTextFor(const EffectsProfileMetadata &metadata) {
     if (!metadata.comment.isEmpty() && metadata.comment != metadata.flightModule)
         text += QStringLiteral("(%1)").arg(metadata.comment);
     const int source = metadata.source;
-    if (source >= Telemetry::TELEMETRY_SOURCE_MSFS && source <= Telemetry::TELEMETRY_SOURCE_CONDOR)
+    if (source >= Telemetry::TELEMETRY_SOURCE_MSFS && source <= Telemetry::TELEMETRY_SOURCE_XPLANE)
         text += QStringLiteral("[%1]").arg(sourceName(source));
     return text;
 }

@@ -7,14 +7,21 @@
 #include "telemetrysourcemsfs.h"
 #include "telemetrysourceshturmovik.h"
 #include "telemetrysourcewarthunder.h"
+#include "telemetrysourcexplane.h"
 
 #include <QTimer>
 
 namespace {
 constexpr int TickMs = 20;
+
+TelemetryThread::Endpoints programEndpoints() {
+    TelemetryThread::Endpoints endpoints;
+    endpoints.xplane = XPlane::configuredEndpoint();
+    return endpoints;
+}
 } // namespace
 
-TelemetryThread::TelemetryThread(QObject *parent) : TelemetryThread(Endpoints(), parent) {}
+TelemetryThread::TelemetryThread(QObject *parent) : TelemetryThread(programEndpoints(), parent) {}
 
 TelemetryThread::TelemetryThread(const Endpoints &endpoints, QObject *parent) : QObject(parent) {
     timer = new QTimer(this);
@@ -29,11 +36,13 @@ TelemetryThread::TelemetryThread(const Endpoints &endpoints, QObject *parent) : 
     auto *shturmovik = new TelemetrySourceShturmovik(this, endpoints.shturmovikPort);
     auto *warthunder = new TelemetrySourceWarthunder(this, endpoints.warthunderUrl);
     auto *condor2 = new TelemetrySourceCondor2(this, endpoints.condor2Port);
+    auto *xplane = new TelemetrySourceXPlane(this, endpoints.xplane);
     sources[Telemetry::TELEMETRY_SOURCE_MSFS] = msfs;
     sources[Telemetry::TELEMETRY_SOURCE_DCS] = dcs;
     sources[Telemetry::TELEMETRY_SOURCE_IL2] = shturmovik;
     sources[Telemetry::TELEMETRY_SOURCE_WARTHUNDER] = warthunder;
     sources[Telemetry::TELEMETRY_SOURCE_CONDOR] = condor2;
+    sources[Telemetry::TELEMETRY_SOURCE_XPLANE] = xplane;
 
     connect(msfs, &TelemetrySourceMSFS::telemetryChanged, this, &TelemetryThread::msfsTelemetryChanged,
             Qt::DirectConnection);
@@ -44,6 +53,8 @@ TelemetryThread::TelemetryThread(const Endpoints &endpoints, QObject *parent) : 
     connect(warthunder, &TelemetrySourceWarthunder::telemetryChanged, this,
             &TelemetryThread::warthunderTelemetryChanged, Qt::DirectConnection);
     connect(condor2, &TelemetrySourceCondor2::telemetryChanged, this, &TelemetryThread::condor2TelemetryChanged,
+            Qt::DirectConnection);
+    connect(xplane, &TelemetrySourceXPlane::telemetryChanged, this, &TelemetryThread::xplaneTelemetryChanged,
             Qt::DirectConnection);
 
     for (int index = Telemetry::TELEMETRY_SOURCE_MSFS; index < Telemetry::SourceCount; ++index)

@@ -2,6 +2,7 @@
 
 #include "sourcerecords.h"
 #include "telemetry.h"
+#include "telemetrysourcexplane.h"
 
 #include <QObject>
 #include <QString>
@@ -28,13 +29,15 @@ public:
         QUrl warthunderUrl = QUrl(QStringLiteral("http://127.0.0.1:8111/state"));
         // The SimConnect the MSFS source runs over; empty: this build's own.
         std::function<std::unique_ptr<SimConnectSeam>()> simConnect;
+        XPlane::Endpoint xplane; // 127.0.0.1:49000
     };
 
+    // The program's telemetry worker: the fixed ports, and X-Plane where the settings file puts it.
     explicit TelemetryThread(QObject *parent = nullptr);
     explicit TelemetryThread(const Endpoints &endpoints, QObject *parent = nullptr);
 
     Telemetry::Source currentActiveSource() const { return activeSource; }
-    // The table entry for a source value (entry 0 is always empty); null outside 0..5.
+    // The table entry for a source value (entry 0 is always empty); null outside 0..6.
     TelemetrySource *source(int index) const;
 
 signals:
@@ -46,6 +49,8 @@ signals:
     void telemetrySourceChanged(Telemetry::Source source, QString flightModule);
     void telemetryEnded();
     void landed(float verticalSpeed, float airspeed);
+    // After the published signals, so each of them keeps its number.
+    void xplaneTelemetryChanged(XPlaneTelemetry telemetry);
 
 public slots:
     void start();

@@ -66,6 +66,18 @@ QList<int> AxisEffectsWidget::effectsOfferedBy(int source) {
                 E::EFFECT_TYPE_DIRECT_X_FFB,  E::EFFECT_TYPE_ELEVATOR_WEIGHT,
                 E::EFFECT_TYPE_AOA_SHAKER,    E::EFFECT_TYPE_EXTENDED_FLAPS_SHAKER,
                 E::EFFECT_TYPE_SMART_DAMPER};
+    case Telemetry::TELEMETRY_SOURCE_XPLANE:
+        // DCS's set without the DirectX pass-through: X-Plane has no force-feedback output to pass on.
+        return {E::EFFECT_TYPE_SIMPLE_SPRING,
+                E::EFFECT_TYPE_NATURAL_AIRFLOW,
+                E::EFFECT_TYPE_ELEVATOR_WEIGHT,
+                E::EFFECT_TYPE_AOA_SHAKER,
+                E::EFFECT_TYPE_LANDING_JOLT,
+                E::EFFECT_TYPE_EXTENDED_FLAPS_SHAKER,
+                E::EFFECT_TYPE_EXTENDED_GEAR_SHAKER,
+                E::EFFECT_TYPE_ON_GROUND_ROLLING_SHAKER,
+                E::EFFECT_TYPE_EXTENDED_AIRBRAKES_SHAKER,
+                E::EFFECT_TYPE_SMART_DAMPER};
     default:
         // None, DCS, IL-2, and any value no source reports.
         return {E::EFFECT_TYPE_SIMPLE_SPRING,

@@ -42,6 +42,8 @@ QString StatusWidget::sourceName(Telemetry::Source source) {
         return QStringLiteral("Warthunder");
     case Telemetry::TELEMETRY_SOURCE_CONDOR:
         return QStringLiteral("Condor2");
+    case Telemetry::TELEMETRY_SOURCE_XPLANE:
+        return QStringLiteral("X-Plane");
     case Telemetry::TELEMETRY_SOURCE_NONE:
         break;
     }

@@ -42,6 +42,7 @@ MainBackgroundThread::MainBackgroundThread(QObject *parent) : QObject(parent) {
     calculators[Telemetry::TELEMETRY_SOURCE_IL2] = new ShturmovikTelemetryForceCalculator(this);
     calculators[Telemetry::TELEMETRY_SOURCE_WARTHUNDER] = new WarthunderForceCalculator(this);
     calculators[Telemetry::TELEMETRY_SOURCE_CONDOR] = new CondorTelemetryForceCalculator(this);
+    calculators[Telemetry::TELEMETRY_SOURCE_XPLANE] = new XPlaneTelemetryForceCalculator(this);
 
     // No parent: it lives in a thread of its own and, like this worker, for the rest of the process.
     telemetryThread = new TelemetryThread();
@@ -60,6 +61,8 @@ MainBackgroundThread::MainBackgroundThread(QObject *parent) : QObject(parent) {
             &MainBackgroundThread::setWarthunderTelemetry);
     connect(telemetryThread, &TelemetryThread::condor2TelemetryChanged, this,
             &MainBackgroundThread::setCondor2Telemetry);
+    connect(telemetryThread, &TelemetryThread::xplaneTelemetryChanged, this,
+            &MainBackgroundThread::setXPlaneTelemetry);
     connect(telemetryThread, &TelemetryThread::landed, this, &MainBackgroundThread::setLanded);
 
     // Fires once the event loop runs, after the move below, so the telemetry worker starts in its own thread.
@@ -99,6 +102,8 @@ const Telemetry &MainBackgroundThread::currentTelemetry() const {
         return warthunderTelemetry;
     case Telemetry::TELEMETRY_SOURCE_CONDOR:
         return condor2Telemetry;
+    case Telemetry::TELEMETRY_SOURCE_XPLANE:
+        return xplaneTelemetry;
     default:
         // Also any value outside the table.
         return overrideTelemetryRecord;
@@ -174,6 +179,14 @@ void MainBackgroundThread::setCondor2Telemetry(Condor2Telemetry telemetry) {
         return;
     currentSource = Telemetry::TELEMETRY_SOURCE_CONDOR;
     condor2Telemetry = telemetry;
+    emit telemetryChanged(static_cast<const Telemetry &>(telemetry));
+}
+
+void MainBackgroundThread::setXPlaneTelemetry(XPlaneTelemetry telemetry) {
+    if (telemetryOverride)
+        return;
+    currentSource = Telemetry::TELEMETRY_SOURCE_XPLANE;
+    xplaneTelemetry = telemetry;
     emit telemetryChanged(static_cast<const Telemetry &>(telemetry));
 }
 

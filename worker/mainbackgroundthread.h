@@ -70,6 +70,8 @@ public slots:
     void writeRudderDirectControl(Forces forces);
     void writeRudderDirectXOverride(DirectXOverrideTypeDef values);
     void writeDirectXOverride();
+    // Added after the published list so every earlier method keeps its number.
+    void setXPlaneTelemetry(XPlaneTelemetry telemetry);
 
 private:
     const Telemetry &currentTelemetry() const;
@@ -93,6 +95,7 @@ private:
     ShturmovikTelemetry shturmovikTelemetry;
     WarthunderTelemetry warthunderTelemetry;
     Condor2Telemetry condor2Telemetry;
+    XPlaneTelemetry xplaneTelemetry;
     CommonTelemetryForceCalculator *commonCalculator = nullptr;
     TelemetryForceCalculator *calculators[Telemetry::SourceCount] = {}; // index n: source n; 0 unused
     TelemetryThread *telemetryThread = nullptr;

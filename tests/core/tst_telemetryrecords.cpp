@@ -53,6 +53,8 @@ private slots:
         QCOMPARE(int(Telemetry::TELEMETRY_SOURCE_IL2), 3);
         QCOMPARE(int(Telemetry::TELEMETRY_SOURCE_WARTHUNDER), 4);
         QCOMPARE(int(Telemetry::TELEMETRY_SOURCE_CONDOR), 5);
+        QCOMPARE(int(Telemetry::TELEMETRY_SOURCE_XPLANE), 6);
+        QCOMPARE(Telemetry::SourceCount, 7);
     }
 
     void zeroByDefault() {
@@ -158,6 +160,18 @@ private slots:
         QVERIFY(QMetaType::fromType<Forces>().isValid());
         QVariant v = QVariant::fromValue(Telemetry::TELEMETRY_SOURCE_CONDOR);
         QCOMPARE(v.value<Telemetry::Source>(), Telemetry::TELEMETRY_SOURCE_CONDOR);
+    }
+
+    void xplaneRecordIsATelemetryAndNothingMore() {
+        QCOMPARE(sizeof(XPlaneTelemetry), sizeof(Telemetry));
+        XPlaneTelemetry x;
+        x.gForce = 2.5f;
+        x.setAirspeed(300);
+        const Telemetry &leading = x;
+        QCOMPARE(leading.gForce, 2.5f);
+        QCOMPARE(leading.airspeed, 300.0f);
+        QVERIFY(QMetaType::fromType<XPlaneTelemetry>().isValid());
+        QCOMPARE(QByteArray(QMetaType::fromType<XPlaneTelemetry>().name()), QByteArray("XPlaneTelemetry"));
     }
 };
 

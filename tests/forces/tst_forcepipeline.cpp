@@ -172,6 +172,7 @@ private slots:
         QTest::newRow("IL-2") << 3;
         QTest::newRow("War Thunder") << 4;
         QTest::newRow("Condor 2") << 5;
+        QTest::newRow("X-Plane") << 6;
     }
     void hookOfTheCurrentSourceRunsAfterTheCommonCalculation() {
         QFETCH(int, source);
@@ -199,7 +200,7 @@ private slots:
     void noHookForSourceNoneOrUnknownSources_data() {
         QTest::addColumn<int>("source");
         QTest::newRow("none") << 0;
-        QTest::newRow("6") << 6;
+        QTest::newRow("7") << 7;
         QTest::newRow("-1") << -1;
         QTest::newRow("1000") << 1000;
     }
@@ -265,8 +266,9 @@ private slots:
         ShturmovikTelemetryForceCalculator il2;
         WarthunderForceCalculator warThunder;
         CondorTelemetryForceCalculator condor;
-        TelemetryForceCalculator *hooks[Telemetry::SourceCount] = {nullptr, &msfs,       &dcs,
-                                                                   &il2,    &warThunder, &condor};
+        XPlaneTelemetryForceCalculator xplane;
+        TelemetryForceCalculator *hooks[Telemetry::SourceCount] = {nullptr, &msfs,       &dcs,   &il2,
+                                                                   &warThunder, &condor, &xplane};
         CommonTelemetryForceCalculator common;
         const float positions[3] = {value, 0.5f, -1};
         for (int source = 0; source < Telemetry::SourceCount; ++source) {

@@ -10,6 +10,7 @@
 #include "telemetrysourcedcs.h"
 #include "telemetrysourceshturmovik.h"
 #include "telemetrysourcewarthunder.h"
+#include "telemetrysourcexplane.h"
 
 #include <QDir>
 #include <QFile>
@@ -162,6 +163,48 @@ private slots:
         QCOMPARE(record.airspeed, 420.0f);
         QCOMPARE(record.gForce, 2.5f);
         QCOMPARE(record.aoa, 6.5f);
+    }
+
+    void xplaneReplies() {
+        const QList<QByteArray> inputs = inputsOf(QStringLiteral("fuzz_xplane"));
+        QVERIFY2(!inputs.isEmpty(), "no X-Plane corpus");
+        XPlane::ReplyState state;
+        XPlaneTelemetry record;
+        for (const QByteArray &input : inputs) {
+            if (XPlane::decodeReply(input, state)) {
+                XPlane::fillRecord(state, record);
+                state.flightModule();
+            }
+        }
+        // A whole reply afterwards sets every value and the name again.
+        QByteArray reply("RREF,", 5);
+        auto append = [&reply](qint32 index, float value) {
+            char bytes[4];
+            qToLittleEndian(index, bytes);
+            reply.append(bytes, 4);
+            appendFloat(reply, value);
+        };
+        const float values[XPlane::ValueCount] = {200, 3, -1, -2, 10, 1.5f, 0.5f, 0, 0.25f, 2, 0};
+        for (int i = 0; i < XPlane::ValueCount; ++i)
+            append(i, values[i]);
+        const QByteArray name("ASK 21");
+        for (int i = 0; i < XPlane::NameLength; ++i)
+            append(XPlane::NameFirstIndex + i, i < name.size() ? float(name[i]) : 0.0f);
+        QVERIFY(XPlane::decodeReply(reply, state));
+        XPlane::fillRecord(state, record);
+        QVERIFY(state.complete());
+        QCOMPARE(state.flightModule(), QStringLiteral("ASK 21"));
+        QCOMPARE(record.airspeed, 370.4f);
+        QCOMPARE(record.aoa, 3.0f);
+        QCOMPARE(record.sideslip, -1.0f);
+        QCOMPARE(record.verticalSpeed, -2.0f);
+        QCOMPARE(record.rollRate, 10.0f);
+        QCOMPARE(record.gForce, 1.5f);
+        QCOMPARE(record.propAirflow, 50.0f);
+        QCOMPARE(record.gear, 0.0f);
+        QCOMPARE(record.flaps, 25.0f);
+        QCOMPARE(record.airbrake, 100.0f);
+        QCOMPARE(record.onGround, false);
     }
 
     void profileDocuments() {

@@ -34,7 +34,8 @@ private slots:
         QCOMPARE(ProfileStore::sourceName(3), QStringLiteral("IL2 SHTURMOVIK"));
         QCOMPARE(ProfileStore::sourceName(4), QStringLiteral("WARTHUNDER"));
         QCOMPARE(ProfileStore::sourceName(5), QStringLiteral("CONDOR2"));
-        QCOMPARE(ProfileStore::sourceName(6), QString());
+        QCOMPARE(ProfileStore::sourceName(6), QStringLiteral("XPLANE"));
+        QCOMPARE(ProfileStore::sourceName(7), QString());
         QCOMPARE(ProfileStore::sourceName(-1), QString());
     }
 
@@ -64,6 +65,9 @@ private slots:
         QTest::newRow("condor") << 5 << "ASW28"
                                 << "x"
                                 << "CONDOR2_ASW28_x.json";
+        QTest::newRow("xplane") << 6 << "Cessna 172 SP"
+                                << ""
+                                << "XPLANE_Cessna_172_SP.json";
         QTest::newRow("unknown source") << 9 << "A"
                                         << ""
                                         << "GENERIC_A.json";
@@ -114,6 +118,9 @@ private slots:
         QTest::newRow("IL-2") << 3 << "Yak-1"
                               << ""
                               << "Yak-1 [IL2 SHTURMOVIK]";
+        QTest::newRow("X-Plane") << 6 << "Boeing 737-800"
+                                 << ""
+                                 << "Boeing 737-800 [XPLANE]";
         QTest::newRow("unknown source has no brackets") << 8 << "A"
                                                         << ""
                                                         << "A ";
@@ -252,6 +259,10 @@ private slots:
         QCOMPARE(matchingProfile(index, Telemetry::TELEMETRY_SOURCE_DCS, "A-10C"), QString());
         QCOMPARE(matchingProfile(index, Telemetry::TELEMETRY_SOURCE_DCS, ""), QStringLiteral("DCS.json"));
         QCOMPARE(matchingProfile(index, Telemetry::TELEMETRY_SOURCE_CONDOR, "F-16C"), QString());
+        index.insert(QStringLiteral("XPLANE_Cessna_172_SP.json"), metadata(6, "Cessna 172 SP", ""));
+        QCOMPARE(matchingProfile(index, Telemetry::TELEMETRY_SOURCE_XPLANE, "Cessna 172 SP"),
+                 QStringLiteral("XPLANE_Cessna_172_SP.json"));
+        QCOMPARE(matchingProfile(index, Telemetry::TELEMETRY_SOURCE_MSFS, "Cessna 172 SP"), QString());
         QCOMPARE(matchingProfile(EffectsProfileIndex(), Telemetry::TELEMETRY_SOURCE_DCS, ""), QString());
     }
 };

@@ -1,18 +1,23 @@
 #include "fakesimconnect.h"
 #include "httpstub.h"
+#include "fakexplane.h"
 #include "il2packet.h"
 #include "telemetrysourcecondor2.h"
 #include "telemetrysourcedcs.h"
 #include "telemetrysourcemsfs.h"
 #include "telemetrysourceshturmovik.h"
 #include "telemetrysourcewarthunder.h"
+#include "telemetrysourcexplane.h"
 #include "telemetrytesting.h"
 #include "telemetrythread.h"
 #include "udpsender.h"
 
+#include <QDir>
+#include <QFile>
 #include <QMetaMethod>
 #include <QSignalSpy>
 #include <QTcpServer>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
 
@@ -26,6 +31,8 @@ TelemetryThread::Endpoints freeEndpoints() {
     QTcpServer probe;
     probe.listen(QHostAddress(QHostAddress::LocalHost), 0);
     endpoints.warthunderUrl = QUrl(QStringLiteral("http://127.0.0.1:%1/state").arg(probe.serverPort()));
+    // X-Plane's subscriptions go to a port nobody answers on.
+    endpoints.xplane.port = UdpSender::freePort();
     return endpoints;
 }
 
@@ -59,6 +66,9 @@ class TestTelemetryThread : public QObject {
                              [this](const WarthunderTelemetry &t) {
                                  entries << QStringLiteral("warthunder %1").arg(t.airspeed);
                              });
+            QObject::connect(&thread, &TelemetryThread::xplaneTelemetryChanged, [this](const XPlaneTelemetry &t) {
+                entries << QStringLiteral("xplane %1").arg(t.airspeed);
+            });
             QObject::connect(&thread, &TelemetryThread::telemetrySourceChanged,
                              [this](Telemetry::Source source, const QString &name) {
                                  entries << QStringLiteral("declared %1 %2").arg(int(source)).arg(name);
@@ -91,6 +101,7 @@ private slots:
             "telemetrySourceChanged(Telemetry::Source,QString)",
             "telemetryEnded()",
             "landed(float,float)",
+            "xplaneTelemetryChanged(XPlaneTelemetry)",
             "start()",
             "onTimeout()",
         };
@@ -98,7 +109,7 @@ private slots:
         for (int i = 0; i < expected.size(); ++i) {
             const QMetaMethod method = meta.method(meta.methodOffset() + i);
             QCOMPARE(method.methodSignature(), expected[i]);
-            QCOMPARE(method.methodType(), i < 8 ? QMetaMethod::Signal : QMetaMethod::Slot);
+            QCOMPARE(method.methodType(), i < 9 ? QMetaMethod::Signal : QMetaMethod::Slot);
         }
         const QMetaMethod landed = meta.method(meta.methodOffset() + 7);
         QCOMPARE(landed.parameterNames(), (QList<QByteArray>{"verticalSpeed", "airspeed"}));
@@ -112,8 +123,9 @@ private slots:
         QVERIFY(qobject_cast<TelemetrySourceShturmovik *>(thread.source(Telemetry::TELEMETRY_SOURCE_IL2)));
         QVERIFY(qobject_cast<TelemetrySourceWarthunder *>(thread.source(Telemetry::TELEMETRY_SOURCE_WARTHUNDER)));
         QVERIFY(qobject_cast<TelemetrySourceCondor2 *>(thread.source(Telemetry::TELEMETRY_SOURCE_CONDOR)));
+        QVERIFY(qobject_cast<TelemetrySourceXPlane *>(thread.source(Telemetry::TELEMETRY_SOURCE_XPLANE)));
         QCOMPARE(thread.source(-1), nullptr);
-        QCOMPARE(thread.source(6), nullptr);
+        QCOMPARE(thread.source(7), nullptr);
         for (int i = 1; i < Telemetry::SourceCount; ++i)
             QCOMPARE(thread.source(i)->parent(), &thread);
         QCOMPARE(thread.currentActiveSource(), Telemetry::TELEMETRY_SOURCE_NONE);
@@ -126,6 +138,8 @@ private slots:
         QCOMPARE(defaults.shturmovikPort, quint16(29777));
         QCOMPARE(defaults.condor2Port, quint16(55278));
         QCOMPARE(defaults.warthunderUrl, QUrl(QStringLiteral("http://127.0.0.1:8111/state")));
+        QCOMPARE(defaults.xplane.host, QHostAddress(QStringLiteral("127.0.0.1")));
+        QCOMPARE(defaults.xplane.port, quint16(49000));
         // Another program may hold a port; then that source binds nothing, silently.
         TelemetryThread thread;
         const quint16 dcs = portOf(thread, Telemetry::TELEMETRY_SOURCE_DCS);
@@ -135,6 +149,37 @@ private slots:
         QVERIFY2(il2 == 29777 || il2 == 0, qPrintable(QString::number(il2)));
         QVERIFY2(condor == 55278 || condor == 0, qPrintable(QString::number(condor)));
     }
+
+    // The settings file sits where XDG_CONFIG_HOME says only on Linux; elsewhere Qt has its own folders.
+#ifdef Q_OS_LINUX
+    void theProgramsWorkerAsksXPlaneWhereTheSettingsFileSays() {
+        QTemporaryDir config;
+        QVERIFY(QDir(config.path()).mkpath(QStringLiteral("vortane-quillar")));
+        QFile file(config.filePath(QStringLiteral("vortane-quillar/quillar.conf")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("[xplane]\nhost=10.1.2.3\nport=49123\n");
+        file.close();
+        const QByteArray saved = qgetenv("XDG_CONFIG_HOME");
+        qputenv("XDG_CONFIG_HOME", config.path().toLocal8Bit());
+        TelemetryThread configured;
+        TelemetryThread::Endpoints endpoints = freeEndpoints();
+        endpoints.xplane.port = 49001;
+        const TelemetryThread explicitEndpoints(endpoints);
+        if (saved.isNull())
+            qunsetenv("XDG_CONFIG_HOME");
+        else
+            qputenv("XDG_CONFIG_HOME", saved);
+        auto *xplane = qobject_cast<TelemetrySourceXPlane *>(configured.source(Telemetry::TELEMETRY_SOURCE_XPLANE));
+        QVERIFY(xplane);
+        QCOMPARE(xplane->endpoint().host, QHostAddress(QStringLiteral("10.1.2.3")));
+        QCOMPARE(xplane->endpoint().port, quint16(49123));
+        // Endpoints handed over explicitly are taken as they are.
+        auto *given =
+            qobject_cast<TelemetrySourceXPlane *>(explicitEndpoints.source(Telemetry::TELEMETRY_SOURCE_XPLANE));
+        QCOMPARE(given->endpoint().host, QHostAddress(QStringLiteral("127.0.0.1")));
+        QCOMPARE(given->endpoint().port, quint16(49001));
+    }
+#endif
 
     void startRunsThe20MsPreciseTimer() {
         TelemetryThread thread(freeEndpoints());
@@ -249,12 +294,47 @@ private slots:
         QCOMPARE(log.entries[2], QStringLiteral("il2 180"));
     }
 
+    void xplaneDeclaresLastInTableOrderAndIsThenPolledAlone() {
+        FakeXPlane xplane;
+        xplane.setAnswering(false);
+        TelemetryThread::Endpoints endpoints = freeEndpoints();
+        endpoints.xplane.port = xplane.port();
+        TelemetryThread thread(endpoints);
+        Log log(thread);
+        QVERIFY(pollUntil([&] { thread.onTimeout(); }, [&] { return xplane.subscriptionsByIndex().size() == 75; }));
+        xplane.set("sim/flightmodel/position/indicated_airspeed", 100);
+        xplane.setAircraftName("Cessna 172 SP");
+
+        UdpSender dcs(portOf(thread, Telemetry::TELEMETRY_SOURCE_DCS));
+        QVERIFY(dcs.send("Hawk;0;0;0;0;0;0;0;0;0"));
+        xplane.answerNow();
+        letDatagramsArrive();
+        thread.onTimeout();
+        QCOMPARE(log.take(), (QStringList{"declared 2 Hawk", "declared 6 Cessna 172 SP"}));
+        QCOMPARE(thread.currentActiveSource(), Telemetry::TELEMETRY_SOURCE_XPLANE);
+
+        // Only X-Plane is polled now: DCS's datagram waits.
+        QVERIFY(dcs.send("Hawk;300;0;0;0;0;0;0;0;0"));
+        xplane.answerNow();
+        letDatagramsArrive();
+        thread.onTimeout();
+        QCOMPARE(log.take(), QStringList{"xplane 185.2"});
+
+        // X-Plane falls silent; DCS, polled again, decodes without declaring.
+        ManualClock::now += 1001;
+        thread.onTimeout();
+        QCOMPARE(log.take(), (QStringList{"xplane 0", "ended"}));
+        QCOMPARE(thread.currentActiveSource(), Telemetry::TELEMETRY_SOURCE_NONE);
+        thread.onTimeout();
+        QCOMPARE(log.take(), QStringList{"dcs 300"});
+    }
+
     void everySourcesLandedReachesTheWorker() {
         TelemetryThread thread(freeEndpoints());
         QSignalSpy landed(&thread, &TelemetryThread::landed);
         for (int i = 1; i < Telemetry::SourceCount; ++i)
             emit thread.source(i)->landed(float(-i), float(100 * i));
-        QCOMPARE(landed.count(), 5);
+        QCOMPARE(landed.count(), 6);
         for (int i = 1; i < Telemetry::SourceCount; ++i) {
             QCOMPARE(landed[i - 1][0].toFloat(), float(-i));
             QCOMPARE(landed[i - 1][1].toFloat(), float(100 * i));

@@ -151,6 +151,7 @@ private slots:
         QTest::newRow("IL-2") << 3 << full;
         QTest::newRow("War Thunder") << 4 << QList<int>{0, 1, 2, 3, 5, 6, 7, 8, 12};
         QTest::newRow("Condor 2") << 5 << QList<int>{0, 1, 2, 3, 5, 7, 12};
+        QTest::newRow("X-Plane") << 6 << QList<int>{0, 1, 2, 4, 5, 6, 7, 8, 9, 12};
         QTest::newRow("unknown") << 9 << full;
     }
 
@@ -174,6 +175,7 @@ private slots:
         QCOMPARE(AxisEffectsWidget::effectsOfferedBy(3), (QList<int>{1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 12}));
         QCOMPARE(AxisEffectsWidget::effectsOfferedBy(4), (QList<int>{1, 0, 3, 2, 5, 6, 7, 8, 12}));
         QCOMPARE(AxisEffectsWidget::effectsOfferedBy(5), (QList<int>{1, 0, 3, 2, 5, 7, 12}));
+        QCOMPARE(AxisEffectsWidget::effectsOfferedBy(6), (QList<int>{1, 0, 2, 5, 4, 7, 6, 9, 8, 12}));
     }
 
     void addingShowsThePageAndTheListEntry() {

@@ -171,7 +171,7 @@ private slots:
         QStringList games;
         for (int i = 0; i < e.game->count(); ++i)
             games.append(e.game->itemText(i));
-        QCOMPARE(games, (QStringList{"DISABLED", "MSFS", "DCS", "IL2 SHTURMOVIK", "WARTHUNDER", "CONDOR2"}));
+        QCOMPARE(games, (QStringList{"DISABLED", "MSFS", "DCS", "IL2 SHTURMOVIK", "WARTHUNDER", "CONDOR2", "XPLANE"}));
         QCOMPARE(e.tabs->count(), 3);
         QCOMPARE(e.tabs->tabText(0), QStringLiteral("Ailerons"));
         QCOMPARE(e.tabs->tabText(1), QStringLiteral("Elevator"));

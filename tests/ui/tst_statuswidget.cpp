@@ -245,7 +245,8 @@ private slots:
         QTest::newRow("il2") << 3 << "Il2 Shturmovik";
         QTest::newRow("warthunder") << 4 << "Warthunder";
         QTest::newRow("condor") << 5 << "Condor2";
-        QTest::newRow("unknown") << 6 << "Not detected";
+        QTest::newRow("xplane") << 6 << "X-Plane";
+        QTest::newRow("unknown") << 7 << "Not detected";
         QTest::newRow("negative") << -1 << "Not detected";
     }
 

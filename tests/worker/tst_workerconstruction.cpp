@@ -25,7 +25,7 @@ private slots:
     void childrenInConstructionOrder() {
         MainBackgroundThread worker;
         const QObjectList children = worker.children();
-        QCOMPARE(children.size(), 7);
+        QCOMPARE(children.size(), 8);
         QVERIFY(qobject_cast<QTimer *>(children[0]));
         QCOMPARE(children[1]->metaObject()->className(), "CommonTelemetryForceCalculator");
         QCOMPARE(children[2]->metaObject()->className(), "MSFSTelemetryForceCalculator");
@@ -33,6 +33,7 @@ private slots:
         QCOMPARE(children[4]->metaObject()->className(), "ShturmovikTelemetryForceCalculator");
         QCOMPARE(children[5]->metaObject()->className(), "WarthunderForceCalculator");
         QCOMPARE(children[6]->metaObject()->className(), "CondorTelemetryForceCalculator");
+        QCOMPARE(children[7]->metaObject()->className(), "XPlaneTelemetryForceCalculator");
         QCOMPARE(worker.parent(), nullptr);
     }
 

@@ -166,6 +166,33 @@ private slots:
         QCOMPARE(ended.count(), 1);
     }
 
+    void xplaneRecordsAreTakenLikeTheOthers() {
+        MainBackgroundThread worker;
+        worker.changeSettingsModerately(weightSettings());
+        QSignalSpy changed(&worker, &MainBackgroundThread::telemetryChanged);
+        worker.setDcsTelemetry(withG<DCSTelemetry>(2, 200));
+        worker.setXPlaneTelemetry(withG<XPlaneTelemetry>(7, 700));
+        QCOMPARE_EXACT(pitchForce(worker), -70.0f);
+        QCOMPARE(changed.count(), 2);
+        QCOMPARE_EXACT(telemetryAt(changed, 1).gForce, 7.0f);
+        QCOMPARE_EXACT(telemetryAt(changed, 1).airspeed, 700.0f);
+
+        // Through the telemetry worker's signal, as the program wires it.
+        emit worker.telemetryWorker()->xplaneTelemetryChanged(withG<XPlaneTelemetry>(3));
+        QCOMPARE_EXACT(pitchForce(worker), -30.0f);
+        QCOMPARE(changed.count(), 3);
+        // The other sources' records are kept apart from X-Plane's.
+        worker.setDcsTelemetry(withG<DCSTelemetry>(2));
+        QCOMPARE_EXACT(pitchForce(worker), -20.0f);
+
+        // The override drops X-Plane's records too, and keeps its own in force.
+        worker.enableTelemetryOverride();
+        worker.overrideTelemetry(withG<Telemetry>(4));
+        worker.setXPlaneTelemetry(withG<XPlaneTelemetry>(9));
+        QCOMPARE_EXACT(pitchForce(worker), -40.0f);
+        QCOMPARE(changed.count(), 4);
+    }
+
     void landedFromTheTelemetryWorkerArmsTheJolt() {
         EffectsSettings settings;
         JoltSettings &jolt = settings.axes[2].landingJolt;

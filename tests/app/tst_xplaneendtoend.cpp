@@ -1,0 +1,252 @@
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <memory>
+
+#include "fakexplane.h"
+#include "programlauncher.h"
+
+// The whole program, started as a user would, with simulated devices and a simulated X-Plane on a port the
+// settings file names: the status panel shows the aircraft, its saved profile switches itself on, the forces
+// follow what X-Plane serves, another aircraft brings its own profile, and silence ends it all.
+namespace {
+constexpr int TransitionMs = 2000;
+constexpr float JoystickRoll = 0.5f;
+
+// The two profiles' effects.
+constexpr float CessnaAileronsSpring = 60, CessnaElevatorWeight = 50;
+constexpr float BoeingElevatorWeight = 100;
+
+int64_t monotonicMicros() {
+    // steady_clock is CLOCK_MONOTONIC on Linux, the clock of the double's and the probe's logs.
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+QByteArray profile(const char *module, float aileronsSpring, float elevatorWeight) {
+    QJsonObject ailerons, elevator;
+    if (aileronsSpring > 0)
+        ailerons.insert("simple_spring",
+                        QJsonObject{{"active", true}, {"total_effect_strength", aileronsSpring}});
+    elevator.insert("elevator_weight",
+                    QJsonObject{{"active", true}, {"total_effect_strength", elevatorWeight}});
+    const QJsonObject metadata{{"flight_data_source", 6}, {"flight_module", module}, {"comment", ""}};
+    const QJsonObject effects{{"ailerons", ailerons}, {"elevator", elevator}, {"rudder", QJsonObject()}};
+    return QJsonDocument(QJsonObject{{"metadata", metadata}, {"effects", effects}}).toJson();
+}
+
+// A Cessna in level flight at 100 kt pulling 2.5 g.
+void cruise(FakeXPlane &xplane) {
+    xplane.set("sim/flightmodel/position/indicated_airspeed", 100);
+    xplane.set("sim/flightmodel/position/alpha", 2);
+    xplane.set("sim/flightmodel/position/vh_ind", 0);
+    xplane.set("sim/flightmodel/forces/g_nrml", 2.5f);
+    xplane.set("sim/cockpit2/engine/actuators/throttle_ratio_all", 0.75f);
+    xplane.setAircraftName("Cessna 172 SP");
+}
+
+struct Write {
+    int64_t micros = 0;
+    QByteArray device;
+    QByteArray bytes;
+    float at(int offset) const {
+        float value = 0;
+        std::memcpy(&value, bytes.constData() + offset, sizeof value);
+        return value;
+    }
+};
+
+// The double's writes.log: "<µs> <device> <hex> result=<n> seq=<n>".
+QList<Write> writesOf(const QString &path, const QByteArray &device, char command, int64_t after) {
+    QList<Write> writes;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return writes;
+    for (const QByteArray &line : file.readAll().split('\n')) {
+        const QList<QByteArray> parts = line.split(' ');
+        if (parts.size() < 4) // a line still being written
+            continue;
+        Write write{parts[0].toLongLong(), parts[1], QByteArray::fromHex(parts[2])};
+        if (write.bytes.size() == 65 && write.device == device && write.bytes.at(1) == command &&
+            write.micros > after)
+            writes << write;
+    }
+    return writes;
+}
+
+bool closeTo(float actual, double expected) {
+    return std::fabs(actual - expected) <= 1e-4 * std::max(1.0, std::fabs(expected));
+}
+
+bool writeAtomically(const QString &path, const QByteArray &contents) {
+    QFile file(path + QStringLiteral(".new"));
+    return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size() &&
+           (file.close(), true) && QFile::rename(path + QStringLiteral(".new"), path);
+}
+
+QByteArray readAll(const QString &path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+} // namespace
+
+class TestXPlaneEndToEnd : public QObject {
+    Q_OBJECT
+
+private:
+    QTemporaryDir scratch;
+    QProcess program;
+    std::unique_ptr<FakeXPlane> xplane;
+
+    QString workingDirectory() const { return scratch.filePath(QStringLiteral("work")); }
+    QString deviceDirectory() const { return scratch.filePath(QStringLiteral("hid")); }
+    QString writesLog() const { return deviceDirectory() + QStringLiteral("/writes.log"); }
+    QString statusLog() const { return scratch.filePath(QStringLiteral("status.log")); }
+
+    // The probe's time of the first status line holding `text`, or -1.
+    int64_t shownAt(const QByteArray &text) const {
+        for (const QByteArray &line : readAll(statusLog()).split('\n')) {
+            if (line.endsWith(text) || line.contains(text + '\t'))
+                return line.left(line.indexOf('\t')).toLongLong();
+        }
+        return -1;
+    }
+    QByteArray lastStatus() const {
+        const QList<QByteArray> lines = readAll(statusLog()).trimmed().split('\n');
+        return lines.isEmpty() ? QByteArray() : lines.last();
+    }
+
+    // True once five direct-control reports after `after` all carry these roll and pitch forces.
+    bool stickForcesAre(int64_t after, double roll, double pitch) const {
+        const QList<Write> writes = writesOf(writesLog(), "joystick", 0x20, after);
+        if (writes.size() < 5)
+            return false;
+        for (const Write &write : writes.mid(0, 5)) {
+            if (!closeTo(write.at(10), roll) || !closeTo(write.at(14), pitch))
+                return false;
+        }
+        return true;
+    }
+    QByteArray lastStickForces() const {
+        const QList<Write> writes = writesOf(writesLog(), "joystick", 0x20, 0);
+        if (writes.isEmpty())
+            return "no direct-control report";
+        return "roll " + QByteArray::number(writes.last().at(10)) + " pitch " +
+               QByteArray::number(writes.last().at(14));
+    }
+
+private slots:
+    void initTestCase() {
+        QVERIFY(scratch.isValid());
+        QVERIFY(QFileInfo(QStringLiteral(QUILLAR_EXECUTABLE)).isExecutable());
+        QVERIFY(QFileInfo::exists(QStringLiteral(QUILLAR_STATUS_PROBE)));
+        xplane = std::make_unique<FakeXPlane>();
+        QVERIFY(xplane->isListening());
+
+        QVERIFY(QDir(scratch.path()).mkpath(QStringLiteral("work/effect_profiles")));
+        QVERIFY(QDir(scratch.path()).mkpath(QStringLiteral("hid")));
+        QVERIFY(QDir(scratch.path()).mkpath(QStringLiteral("config/vortane-quillar")));
+        QVERIFY(
+            writeAtomically(workingDirectory() + QStringLiteral("/effect_profiles/XPLANE_Cessna_172_SP.json"),
+                            profile("Cessna 172 SP", CessnaAileronsSpring, CessnaElevatorWeight)));
+        QVERIFY(writeAtomically(workingDirectory() +
+                                    QStringLiteral("/effect_profiles/XPLANE_Boeing_737_800.json"),
+                                profile("Boeing 737-800", 0, BoeingElevatorWeight)));
+        // Where X-Plane is, as a user with X-Plane on another port would say it.
+        QVERIFY(
+            writeAtomically(scratch.filePath(QStringLiteral("config/vortane-quillar/quillar.conf")),
+                            "[xplane]\nhost=127.0.0.1\nport=" + QByteArray::number(xplane->port()) + '\n'));
+
+        QVERIFY(writeAtomically(deviceDirectory() + QStringLiteral("/joystick.state"),
+                                "plugged=1\nversion=0c 01 00\nposition=" + QByteArray::number(JoystickRoll) +
+                                    " 0\noffset=0 0\n"));
+        QVERIFY(writeAtomically(deviceDirectory() + QStringLiteral("/rudder.state"),
+                                "plugged=1\nversion=03 00 00\nposition=0 0\noffset=0 0\n"));
+
+        QProcessEnvironment extra;
+        extra.insert(QStringLiteral("XDG_CONFIG_HOME"), scratch.filePath(QStringLiteral("config")));
+        extra.insert(QStringLiteral("QUILLAR_STATUS_PROBE_LOG"), statusLog());
+        startProgram(program, workingDirectory(), deviceDirectory(), {QStringLiteral(QUILLAR_STATUS_PROBE)},
+                     extra);
+        QVERIFY2(program.waitForStarted(30000), qPrintable(program.errorString()));
+    }
+
+    void cleanupTestCase() {
+        if (program.state() != QProcess::NotRunning) {
+            program.kill();
+            program.waitForFinished(30000);
+        }
+    }
+
+    void xplaneFlightDrivesTheStick() {
+        // Both devices open first: the profile's settings go only to open devices.
+        QTRY_VERIFY2_WITH_TIMEOUT(
+            readAll(deviceDirectory() + QStringLiteral("/calls.log")).contains("open joystick result=1"),
+            program.readAll().constData(), 60000);
+        QTRY_VERIFY_WITH_TIMEOUT(shownAt("source=Not detected\tmodule=Not detected") > 0, 60000);
+
+        // The program asks the fake on the port of the settings file, with well-formed subscriptions.
+        const int64_t detectionStart = monotonicMicros();
+        cruise(*xplane);
+        QTRY_COMPARE_WITH_TIMEOUT(xplane->subscriptionsByIndex().size(), 75, 30000);
+        QCOMPARE(xplane->malformedRequests(), QStringList());
+
+        // Detected: the panel shows X-Plane and the aircraft, and the editor has taken the saved profile.
+        QTRY_VERIFY2_WITH_TIMEOUT(
+            shownAt("source=X-Plane\tmodule=Cessna 172 SP\tgame=6\tprofile=Cessna 172 SP") > 0,
+            lastStatus().constData(), 30000);
+        // Its settings arrived suddenly: the DirectX override goes out, then the forces fade in anew.
+        QTRY_VERIFY_WITH_TIMEOUT(!writesOf(writesLog(), "joystick", 0x21, detectionStart).isEmpty(), 30000);
+        const int64_t cessnaSwitched = writesOf(writesLog(), "joystick", 0x21, detectionStart).first().micros;
+
+        // Simple spring on the roll axis: -p*S; elevator weight: -G*S*10/100.
+        const double cessnaRoll = -double(JoystickRoll) * CessnaAileronsSpring;
+        QTRY_VERIFY2_WITH_TIMEOUT(stickForcesAre(cessnaSwitched + (TransitionMs + 500) * 1000, cessnaRoll,
+                                                 -2.5 * CessnaElevatorWeight * 10 / 100),
+                                  lastStickForces().constData(), 30000);
+
+        // The forces follow what X-Plane serves.
+        xplane->set("sim/flightmodel/forces/g_nrml", 1);
+        const int64_t pulledLess = monotonicMicros();
+        QTRY_VERIFY2_WITH_TIMEOUT(
+            stickForcesAre(pulledLess + 200 * 1000, cessnaRoll, -1.0 * CessnaElevatorWeight * 10 / 100),
+            lastStickForces().constData(), 30000);
+
+        // Another aircraft: declared again, shown, and its own profile switches itself on.
+        const int64_t changeStart = monotonicMicros();
+        xplane->setAircraftName("Boeing 737-800");
+        QTRY_VERIFY2_WITH_TIMEOUT(
+            shownAt("source=X-Plane\tmodule=Boeing 737-800\tgame=6\tprofile=Boeing 737-800") > 0,
+            lastStatus().constData(), 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(!writesOf(writesLog(), "joystick", 0x21, changeStart).isEmpty(), 30000);
+        const int64_t boeingSwitched = writesOf(writesLog(), "joystick", 0x21, changeStart).first().micros;
+        QTRY_VERIFY2_WITH_TIMEOUT(stickForcesAre(boeingSwitched + (TransitionMs + 500) * 1000, 0,
+                                                 -1.0 * BoeingElevatorWeight * 10 / 100),
+                                  lastStickForces().constData(), 30000);
+
+        // X-Plane falls silent: after a second the source ends, the panel says so, and the neutral record
+        // takes the weight off the stick.
+        xplane->setAnswering(false);
+        const int64_t silent = monotonicMicros();
+        QTRY_VERIFY2_WITH_TIMEOUT(lastStatus().endsWith("source=Not detected\tmodule=Not detected\tgame=6\t"
+                                                        "profile=Boeing 737-800"),
+                                  lastStatus().constData(), 30000);
+        const QList<QByteArray> lines = readAll(statusLog()).trimmed().split('\n');
+        const int64_t endShown = lines.last().left(lines.last().indexOf('\t')).toLongLong();
+        QVERIFY2(endShown - silent > 900 * 1000, qPrintable(QString::number(endShown - silent)));
+        QTRY_VERIFY2_WITH_TIMEOUT(stickForcesAre(endShown + 100 * 1000, 0, 0), lastStickForces().constData(),
+                                  30000);
+        QVERIFY2(program.state() == QProcess::Running, program.readAll().constData());
+    }
+};
+
+QTEST_MAIN(TestXPlaneEndToEnd)
+#include "tst_xplaneendtoend.moc"
