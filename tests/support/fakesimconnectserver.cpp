@@ -226,7 +226,7 @@ void FakeSimConnectServer::handle(const Packet &packet) {
         break;
     case 0x17: // subscribe to system event
         subscriptions.push_back({word(b, 16), text256(b, 20)});
-        if (eventOnSubscribe)
+        if (eventOnSubscribe && subscriptions.back().systemEventName == "SimStart")
             sendEvent(word(b, 16));
         break;
     default:

@@ -38,7 +38,7 @@ public:
 
     // Behaviour.
     bool answerOpen = true;        // reply to an open with the open message
-    bool eventOnSubscribe = false; // send each subscribed event right after its subscription
+    bool eventOnSubscribe = false; // send "SimStart" right after its subscription, as a sim already flying
     QByteArray applicationName = "KittyHawk";
     // When set, every data request is answered with one data message carrying this block.
     void serveOnRequest(const QByteArray &block) { servedBlock = block; }

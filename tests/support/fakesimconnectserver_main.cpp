@@ -1,7 +1,7 @@
 // The fake SimConnect server as a program of its own, for checking it against other SimConnect clients
 // (tests/interop/): it listens on 127.0.0.1, prints "port <n>" once listening, answers the open, answers
-// every data request with a block for the MSFS source's definition (title "Interop Aircraft"), sends each
-// subscribed system event right after its subscription, and appends every packet it receives to a file as
+// every data request with a block for the MSFS source's definition (title "Interop Aircraft", G force 1.25),
+// sends the "SimStart" event right after its subscription, and appends every packet it receives to a file as
 // "<connection> <call> <hex bytes>". It runs until it is ended.
 //
 //   quillar_fake_simconnect_server <port, 0 for any> <record file>

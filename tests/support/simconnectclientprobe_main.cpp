@@ -31,7 +31,7 @@ int main(int argc, char **argv) {
                          declared = true;
                      });
     QObject::connect(&source, &TelemetrySourceMSFS::telemetryChanged, &app, [&](const MSFSTelemetry &record) {
-        if (!declared)
+        if (!declared || !source.isActive()) // the idle record of an end is not a record of the aircraft
             return;
         std::printf("record g=%g\n", double(record.gForce));
         std::fflush(stdout);
