@@ -48,6 +48,7 @@ public:
     // How many connection attempts have been started, for the log and for tests.
     int connectionAttempts() const { return attempts; }
     bool isConnected() const { return state == State::Connected; }
+    bool isConnecting() const { return state == State::Connecting; }
 
 private:
     enum class State { NotOpened, Connecting, Connected, Waiting, Finished };
