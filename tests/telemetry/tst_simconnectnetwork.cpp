@@ -132,6 +132,13 @@ class TestSimConnectNetwork : public QObject {
             server.serveOnRequest(block("Served Aircraft", 180.0));
             return pollUntil([this] { return declared->count() == 1; });
         }
+        // Stops the data flow and waits until nothing of it is on its way: the source's first request that the
+        // server leaves unanswered has arrived, so every block served before it has been taken.
+        bool quiesce() {
+            server.stopServing();
+            const size_t answered = server.requests.size();
+            return pollUntil([&] { return server.requests.size() > answered; });
+        }
         MSFSTelemetry lastRecord() const {
             return qvariant_cast<MSFSTelemetry>(changed->at(changed->count() - 1).at(0));
         }
@@ -349,8 +356,7 @@ private slots:
         Rig rig;
         QVERIFY(rig.declare());
         QVERIFY(rig.pollUntil([&] { return rig.changed->count() >= 1; }));
-        rig.server.stopServing();
-        rig.pollFor(50);
+        QVERIFY(rig.quiesce());
         rig.server.sendRaw(stream);
         if (thenClose)
             rig.server.closeClient();
@@ -388,8 +394,7 @@ private slots:
         QFETCH(int, records);
         Rig rig;
         QVERIFY(rig.declare());
-        rig.server.stopServing();
-        rig.pollFor(50);
+        QVERIFY(rig.quiesce());
         const int before = int(rig.changed->count());
         const size_t packetsBefore = rig.server.packets.size();
         rig.server.sendRaw(stream);
@@ -409,8 +414,7 @@ private slots:
     void aStalledMessageWaitsForItsRest() {
         Rig rig;
         QVERIFY(rig.declare());
-        rig.server.stopServing();
-        rig.pollFor(50);
+        QVERIFY(rig.quiesce());
         const int before = int(rig.changed->count());
         const QByteArray message = dataMessage(block("Stalled", 333.0));
         rig.server.sendRaw(message.left(150));
