@@ -1,6 +1,9 @@
 #include "simconnectwire.h"
 
+#include <QRandomGenerator>
 #include <QtTest>
+#include <cstring>
+#include <memory>
 
 namespace {
 // A fixed-size text field as SimConnect carries it: the text, then zeros up to the field's size.
@@ -160,6 +163,59 @@ private slots:
         } else {
             QVERIFY(message.data == nullptr);
         }
+    }
+
+    // Hostile streams, framed and decoded as the client does: every message handed on lies inside its own
+    // exactly-sized copy, whatever the bytes say.
+    void randomStreamsStayInsideTheirMessages() {
+        int messages = 0, invalid = 0;
+        for (quint32 seed = 1; seed <= 2000; ++seed) {
+            QRandomGenerator random(seed);
+            QByteArray stream(int(random.bounded(200)), '\0');
+            for (char &byte : stream)
+                byte = char(random.bounded(256));
+            // Many streams start with a small size field, so that whole messages of every id turn up.
+            if (seed % 2 == 0 && stream.size() >= 12) {
+                const quint32 size = 12 + random.bounded(quint32(stream.size()) - 11);
+                for (int i = 0; i < 4; ++i)
+                    stream[i] = char((size >> (8 * i)) & 0xFF);
+                const quint32 id = random.bounded(12);
+                for (int i = 0; i < 4; ++i)
+                    stream[8 + i] = char((id >> (8 * i)) & 0xFF);
+            }
+            qsizetype at = 0;
+            for (;;) {
+                uint32_t size = 0;
+                const auto frame = SimConnectWire::inspectFrame(bytesOf(stream) + at, size_t(stream.size() - at), size);
+                if (frame == SimConnectWire::Frame::Invalid) {
+                    QVERIFY(size < 12 || size > (1u << 20));
+                    ++invalid;
+                    break;
+                }
+                if (frame == SimConnectWire::Frame::Incomplete)
+                    break;
+                QVERIFY(size >= 12 && qsizetype(size) <= stream.size() - at);
+                std::unique_ptr<unsigned char[]> copy(new unsigned char[size]);
+                std::memcpy(copy.get(), stream.constData() + at, size);
+                SimConnectMessage message;
+                SimConnectWire::decodeMessage(copy.get(), size, message);
+                if (message.data) {
+                    QVERIFY(message.data == copy.get() + 40);
+                    QCOMPARE(message.data + message.size, copy.get() + size);
+                } else {
+                    QCOMPARE(message.size, size_t(0));
+                }
+                if (message.id != SimConnectMessage::IdEvent)
+                    QCOMPARE(message.eventId, SimConnectMessage::NoId);
+                if (message.id != SimConnectMessage::IdSimObjectDataByType)
+                    QCOMPARE(message.requestId, SimConnectMessage::NoId);
+                ++messages;
+                at += size;
+            }
+        }
+        // The streams did reach both outcomes.
+        QVERIFY(messages > 500);
+        QVERIFY(invalid > 500);
     }
 };
 
