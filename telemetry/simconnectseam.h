@@ -22,7 +22,7 @@ struct SimConnectMessage {
 };
 
 // The few SimConnect calls the MSFS source makes, so the source can run against the real client library
-// on Windows, against nothing elsewhere, and against a scripted double in tests. The connection handle
+// on Windows, against our network client elsewhere, and against a scripted double in tests. The connection handle
 // lives behind the seam; the values of the enumerations and constants below are SimConnect's own.
 class SimConnectSeam {
 public:
@@ -49,6 +49,6 @@ public:
     virtual void close() = 0;
 };
 
-// The seam of this build: the SimConnect client library on Windows builds made with the MSFS SDK, and a
-// connection that never opens everywhere else.
+// The seam of this build: the SimConnect client library on Windows builds made with the MSFS SDK, and our
+// own SimConnect network client (simconnectnetwork.h) everywhere else.
 std::unique_ptr<SimConnectSeam> createPlatformSimConnect();

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "monotonicclock.h"
+#include "simconnectconfig.h"
+#include "simconnectseam.h"
+
+#include <QByteArray>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+class QTcpSocket;
+
+// SimConnect over TCP, spoken by us (docs/msfs-network.md): the client for MSFS on Linux, under Proton or on
+// another PC, and for Windows builds made without the MSFS SDK.
+//
+// The MSFS source opens once, registers once and then only pulls messages, so everything a real connection
+// needs beyond that happens in here, driven by the source's calls on its own thread:
+// - open() only starts a connection and reports the handle as held; connecting never blocks, and a refused
+//   or unreachable server costs the calling tick nothing.
+// - Every definition entry, subscription and (latest, per request id) data request is remembered. Made
+//   before the connection is up, they are sent right after the open packet; after a reconnection they are
+//   sent again, so the simulator sees what a freshly connected source would send.
+// - A connection that the server closes, or that we close because its stream cannot be SimConnect's (a
+//   size field outside 12 bytes .. 1 MiB), is lost: if the server had answered on it, the source is handed one
+//   quit message of our own making, so it ends its telemetry as for a quit, and a new connection is tried.
+// - The simulator's own quit message is passed on and ends the connection for good: the source does not
+//   reconnect after a quit, and neither does this client.
+// - Connection attempts start at most once per second, and one still pending after five seconds is given up.
+// Nothing here runs by itself: each getNextMessage moves the connection on and hands out at most one message.
+class SimConnectNetworkClient final : public SimConnectSeam {
+public:
+    static constexpr int64_t ReconnectIntervalMs = 1000;
+    static constexpr int64_t ConnectTimeoutMs = 5000;
+
+    explicit SimConnectNetworkClient(const SimConnectEndpoint &endpoint);
+    ~SimConnectNetworkClient() override;
+
+    bool open(const char *clientName) override;
+    void addToDataDefinition(uint32_t definitionId, const char *datumName, const char *unitsName,
+                             DataType datumType, float epsilon, uint32_t datumId) override;
+    void requestDataOnSimObjectType(uint32_t requestId, uint32_t definitionId, uint32_t radiusMeters,
+                                    uint32_t objectType) override;
+    void subscribeToSystemEvent(uint32_t eventId, const char *systemEventName) override;
+    bool getNextMessage(SimConnectMessage &message) override;
+    void close() override;
+
+    // How many connection attempts have been started, for the log and for tests.
+    int connectionAttempts() const { return attempts; }
+    bool isConnected() const { return state == State::Connected; }
+    bool isConnecting() const { return state == State::Connecting; }
+
+private:
+    enum class State { NotOpened, Connecting, Connected, Waiting, Finished };
+
+    void advance();
+    void startAttempt();
+    void onConnected();
+    void readAvailable();
+    // Drops the connection; true when the source is owed the end of its telemetry.
+    bool loseConnection(const char *reason);
+    void send(QByteArray packet);
+    void remember(QByteArray packet, bool isRequest, uint32_t requestId);
+    bool deliver(const unsigned char *bytes, std::size_t size, SimConnectMessage &message);
+    void dropSocket();
+
+    const SimConnectEndpoint endpoint;
+    QByteArray clientName;
+    State state = State::NotOpened;
+    std::unique_ptr<QTcpSocket> socket;
+    ElapsedClock attemptClock;
+    int attempts = 0;
+    uint32_t nextSendNumber = 0;
+    bool serverAnswered = false;
+    bool peerGone = false;
+    QByteArray received;
+    std::vector<QByteArray> remembered;
+    std::vector<std::pair<uint32_t, std::size_t>> requestSlots; // request id, index in `remembered`
+    // The last handed-out message, sized exactly, so a read past its end is caught by the sanitizers.
+    std::unique_ptr<unsigned char[]> delivered;
+};

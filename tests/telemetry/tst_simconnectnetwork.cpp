@@ -1,0 +1,465 @@
+#include "fakesimconnectserver.h"
+#include "scratchworkingdirectory.h"
+#include "simconnectnetwork.h"
+#include "simconnectwire.h"
+#include "sourcerecords.h"
+#include "telemetrysourcemsfs.h"
+#include "telemetrytesting.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSignalSpy>
+#include <QtTest>
+#include <cstring>
+#include <memory>
+
+namespace {
+constexpr int BlockSize = 400;
+constexpr int AirspeedOffset = 64;
+constexpr int TitleOffset = 144;
+
+QByteArray block(const QByteArray &title, double airspeed = 0.0) {
+    QByteArray bytes(BlockSize, '\0');
+    uint64_t bits;
+    std::memcpy(&bits, &airspeed, sizeof(bits));
+    for (int i = 0; i < 8; ++i)
+        bytes[AirspeedOffset + i] = char((bits >> (8 * i)) & 0xFF);
+    std::memcpy(bytes.data() + TitleOffset, title.constData(), size_t(qMin<qsizetype>(title.size(), 255)));
+    return bytes;
+}
+
+QByteArray word(uint32_t value) {
+    QByteArray bytes;
+    for (int i = 0; i < 4; ++i)
+        bytes.append(char((value >> (8 * i)) & 0xFF));
+    return bytes;
+}
+
+// A data message for request 0 as the server frames it, for cutting up.
+QByteArray dataMessage(const QByteArray &payload) {
+    FakeSimConnect::Message message;
+    message.id = SimConnectMessage::IdSimObjectDataByType;
+    message.requestId = 0;
+    message.data = payload;
+    return FakeSimConnectServer::encode(message);
+}
+
+// A port on loopback that nothing listens on.
+uint16_t closedPort() {
+    FakeSimConnectServer probe;
+    if (!probe.listen())
+        return 0;
+    const uint16_t port = probe.port();
+    probe.stopListening();
+    return port;
+}
+
+SimConnectEndpoint loopback(uint16_t port) {
+    SimConnectEndpoint endpoint;
+    endpoint.port = port;
+    return endpoint;
+}
+
+// The calls of one connection, in the order they arrived.
+QList<uint32_t> callsOf(const FakeSimConnectServer &server, int connection) {
+    QList<uint32_t> calls;
+    for (const FakeSimConnectServer::Packet &packet : server.packets)
+        if (packet.connection == connection)
+            calls << packet.call;
+    return calls;
+}
+
+QList<QByteArray> packetsOf(const FakeSimConnectServer &server, int connection) {
+    QList<QByteArray> packets;
+    for (const FakeSimConnectServer::Packet &packet : server.packets)
+        if (packet.connection == connection)
+            packets << packet.bytes;
+    return packets;
+}
+
+QList<uint32_t> registration() {
+    QList<uint32_t> calls{SimConnectWire::CallOpen};
+    for (int i = 0; i < 19; ++i)
+        calls << SimConnectWire::CallAddToDataDefinition;
+    calls << SimConnectWire::CallRequestDataOnSimObjectType << SimConnectWire::CallSubscribeToSystemEvent
+          << SimConnectWire::CallSubscribeToSystemEvent;
+    return calls;
+}
+} // namespace
+
+class TestSimConnectNetwork : public QObject {
+    Q_OBJECT
+
+    // The MSFS source over our client, against a server on loopback, with the time stepped by hand.
+    struct Rig {
+        FakeSimConnectServer server;
+        SimConnectNetworkClient *client = nullptr;
+        std::unique_ptr<TelemetrySourceMSFS> source;
+        std::unique_ptr<QSignalSpy> changed, declared, ended;
+
+        Rig() {
+            ManualClock::install();
+            server.listen();
+            auto owned = std::make_unique<SimConnectNetworkClient>(loopback(server.port()));
+            client = owned.get();
+            source = std::make_unique<TelemetrySourceMSFS>(std::move(owned));
+            changed = std::make_unique<QSignalSpy>(source.get(), &TelemetrySourceMSFS::telemetryChanged);
+            declared = std::make_unique<QSignalSpy>(source.get(), &TelemetrySource::telemetrySourceChanged);
+            ended = std::make_unique<QSignalSpy>(source.get(), &TelemetrySource::telemetryEnded);
+        }
+        ~Rig() {
+            changed.reset();
+            declared.reset();
+            ended.reset();
+            source.reset();
+            ManualClock::uninstall();
+        }
+        bool pollUntil(const std::function<bool()> &done) {
+            return ::pollUntil([this] { source->poll(); }, done);
+        }
+        // Polls for a while of real time, for checking that nothing happens.
+        void pollFor(int milliseconds) {
+            QElapsedTimer timer;
+            timer.start();
+            while (!timer.hasExpired(milliseconds)) {
+                source->poll();
+                QCoreApplication::processEvents();
+                QThread::msleep(2);
+            }
+        }
+        // Connected, registered and declared on the served aircraft.
+        bool declare() {
+            server.serveOnRequest(block("Served Aircraft", 180.0));
+            return pollUntil([this] { return declared->count() == 1; });
+        }
+        // Stops the data flow and waits until nothing of it is on its way: the source's first request that the
+        // server leaves unanswered has arrived, so every block served before it has been taken.
+        bool quiesce() {
+            server.stopServing();
+            const size_t answered = server.requests.size();
+            return pollUntil([&] { return server.requests.size() > answered; });
+        }
+        MSFSTelemetry lastRecord() const {
+            return qvariant_cast<MSFSTelemetry>(changed->at(changed->count() - 1).at(0));
+        }
+    };
+
+private slots:
+    void openReportsAHandleWithoutWaitingForTheServer() {
+        ManualClock::install();
+        SimConnectNetworkClient client(loopback(closedPort()));
+        QVERIFY(client.open("Vortane"));
+        QCOMPARE(client.connectionAttempts(), 1);
+        SimConnectMessage message;
+        QVERIFY(!client.getNextMessage(message));
+        // The refusal arrives through the event loop; with the clock standing still, nothing is tried again.
+        QElapsedTimer realTime;
+        realTime.start();
+        while (!realTime.hasExpired(300)) {
+            QVERIFY(!client.getNextMessage(message));
+            QCoreApplication::processEvents();
+        }
+        QVERIFY(!client.isConnected());
+        QVERIFY(client.open("Vortane")); // a second open changes nothing
+        QCOMPARE(client.connectionAttempts(), 1);
+        ManualClock::uninstall();
+    }
+
+    void aRefusedServerIsTriedAgainOncePerSecond() {
+        ManualClock::install();
+        SimConnectNetworkClient client(loopback(closedPort()));
+        client.open("Vortane");
+        SimConnectMessage message;
+        auto pumpFor = [&](int milliseconds) {
+            QElapsedTimer realTime;
+            realTime.start();
+            while (!realTime.hasExpired(milliseconds)) {
+                QVERIFY(!client.getNextMessage(message));
+                QCoreApplication::processEvents();
+            }
+        };
+        for (int second = 1; second <= 3; ++second) {
+            // The refusal arrives through the event loop meanwhile; the clock stands still.
+            ManualClock::now += 999;
+            pumpFor(200);
+            QCOMPARE(client.connectionAttempts(), second);
+            ManualClock::now += 1;
+            QVERIFY(FakeSimConnectServer::waitFor([&] {
+                client.getNextMessage(message);
+                return client.connectionAttempts() == second + 1;
+            }));
+        }
+        ManualClock::uninstall();
+    }
+
+    void aConnectionThatDoesNotCompleteIsGivenUpAfterFiveSeconds() {
+        ManualClock::install();
+        // A documentation-only address: nothing answers. Where the machine has a route, the attempt hangs
+        // and is given up after five seconds; without one it fails at once and waits its second.
+        SimConnectEndpoint nowhere;
+        nowhere.address = QStringLiteral("192.0.2.1");
+        nowhere.port = 500;
+        SimConnectNetworkClient client(nowhere);
+        client.open("Vortane");
+        SimConnectMessage message;
+        QVERIFY(!client.getNextMessage(message));
+        if (client.isConnecting()) {
+            ManualClock::now += 4999;
+            QVERIFY(!client.getNextMessage(message));
+            QVERIFY(client.isConnecting());
+            QCOMPARE(client.connectionAttempts(), 1);
+            ManualClock::now += 1;
+            QVERIFY(!client.getNextMessage(message)); // given up
+            QVERIFY(!client.isConnecting());
+            QVERIFY(!client.getNextMessage(message)); // and, more than a second after it began, tried again
+            QVERIFY(client.isConnecting());
+            QCOMPARE(client.connectionAttempts(), 2);
+        } else {
+            ManualClock::now += 999;
+            QVERIFY(!client.getNextMessage(message));
+            QCOMPARE(client.connectionAttempts(), 1);
+            ManualClock::now += 1;
+            QVERIFY(!client.getNextMessage(message));
+            QCOMPARE(client.connectionAttempts(), 2);
+        }
+        ManualClock::uninstall();
+    }
+
+    void sendsTheOpenAndTheCallsMadeBeforeTheConnection() {
+        FakeSimConnectServer server;
+        QVERIFY(server.listen());
+        SimConnectNetworkClient client(loopback(server.port()));
+        client.open("Vortane");
+        client.addToDataDefinition(0, "G FORCE", "GForce", SimConnectSeam::DATATYPE_FLOAT64, 0.0f, 0xFFFFFFFFu);
+        client.requestDataOnSimObjectType(0, 0, 0, 0);
+        client.subscribeToSystemEvent(1, "SimStop");
+        client.requestDataOnSimObjectType(0, 0, 0, 0); // the same request again, still unconnected: sent once
+
+        SimConnectMessage message;
+        QList<uint32_t> handedOut;
+        auto take = [&] {
+            if (client.getNextMessage(message))
+                handedOut << message.id;
+        };
+        QVERIFY(FakeSimConnectServer::waitFor([&] {
+            take();
+            return server.packets.size() == 4;
+        }));
+        QCOMPARE(callsOf(server, 1), QList<uint32_t>({0x01, 0x0C, 0x0F, 0x17}));
+        for (uint32_t i = 0; i < 4; ++i) {
+            QCOMPARE(server.packets[i].sendNumber, i);
+            QCOMPARE(server.packets[i].protocol, 5u);
+        }
+        QCOMPARE(server.packets[0].bytes.toHex(), SimConnectWire::openPacket("Vortane", 0).toHex());
+        QCOMPARE(server.packets[1].bytes.toHex(),
+                 SimConnectWire::addToDataDefinitionPacket(0, "G FORCE", "GForce", 4, 0.0f, 0xFFFFFFFFu, 1).toHex());
+        QCOMPARE(server.clientName, QByteArray("Vortane"));
+
+        // The server's answer to the open is handed on like any message.
+        QVERIFY(FakeSimConnectServer::waitFor([&] {
+            take();
+            return !handedOut.isEmpty();
+        }));
+        QCOMPARE(handedOut, QList<uint32_t>({2}));
+
+        // Connected: a call leaves at once, numbered on.
+        client.requestDataOnSimObjectType(0, 0, 0, 0);
+        QVERIFY(FakeSimConnectServer::waitFor([&] { return server.packets.size() == 5; }));
+        QCOMPARE(server.packets[4].call, 0x0Fu);
+        QCOMPARE(server.packets[4].sendNumber, 4u);
+        QCOMPARE(server.connections, 1);
+    }
+
+    void aLostConnectionEndsTheTelemetryOnceAndIsMadeAgain() {
+        Rig rig;
+        QVERIFY(rig.declare());
+        QVERIFY(rig.pollUntil([&] { return rig.changed->count() >= 2; }));
+        QCOMPARE(rig.lastRecord().getAirspeed(), 180.0f);
+        QCOMPARE(callsOf(rig.server, 1).mid(0, 23), registration());
+        const QList<QByteArray> firstRegistration = packetsOf(rig.server, 1).mid(0, 23);
+
+        rig.server.stopServing();
+        rig.server.closeClient();
+        QVERIFY(rig.pollUntil([&] { return rig.ended->count() == 1; }));
+        const MSFSTelemetry idle = rig.lastRecord();
+        const MSFSTelemetry zero;
+        QCOMPARE(std::memcmp(&idle, &zero, sizeof(MSFSTelemetry)), 0);
+        QVERIFY(!rig.source->isActive());
+
+        // Nothing more until a second has passed since the last attempt began; the clock stands still.
+        rig.pollFor(300);
+        QCOMPARE(rig.ended->count(), 1);
+        QCOMPARE(rig.server.connections, 1);
+
+        ManualClock::now += 1000;
+        rig.server.serveOnRequest(block("Served Again", 90.0));
+        QVERIFY(rig.pollUntil([&] { return rig.declared->count() == 2; }));
+        QCOMPARE(rig.server.connections, 2);
+        QCOMPARE(rig.declared->at(1).at(1).toString(), QStringLiteral("Served Again"));
+        QCOMPARE(rig.client->connectionAttempts(), 2);
+        // The new connection carries the same open and registration, numbered from zero again.
+        QCOMPARE(packetsOf(rig.server, 2).mid(0, 23), firstRegistration);
+        QCOMPARE(rig.ended->count(), 1);
+    }
+
+    void aConnectionLostBeforeTheServerAnsweredEndsNothing() {
+        Rig rig;
+        rig.server.answerOpen = false;
+        QVERIFY(rig.pollUntil([&] { return rig.server.packets.size() == 23; }));
+        rig.server.closeClient();
+        rig.pollFor(300);
+        QCOMPARE(rig.ended->count(), 0);
+        QCOMPARE(rig.changed->count(), 0);
+        ManualClock::now += 1000;
+        QVERIFY(rig.pollUntil([&] { return rig.server.packets.size() == 46; }));
+        QCOMPARE(rig.server.connections, 2);
+        QCOMPARE(callsOf(rig.server, 2), registration());
+        QCOMPARE(rig.ended->count(), 0);
+    }
+
+    void theSimulatorsQuitIsFinal() {
+        Rig rig;
+        QVERIFY(rig.declare());
+        rig.server.stopServing();
+        rig.server.sendQuit();
+        QVERIFY(rig.pollUntil([&] { return rig.ended->count() == 1; }));
+        QVERIFY(!rig.source->isActive());
+        for (int i = 0; i < 5; ++i) {
+            ManualClock::now += 1000;
+            rig.pollFor(60);
+        }
+        QCOMPARE(rig.server.connections, 1);
+        QCOMPARE(rig.client->connectionAttempts(), 1);
+        QCOMPARE(rig.ended->count(), 1);
+        QCOMPARE(rig.declared->count(), 1);
+        // The quit closed our side of the connection.
+        QVERIFY(FakeSimConnectServer::waitFor([&] { return !rig.server.clientConnected(); }));
+    }
+
+    void hostileStreamsEndTheTelemetryAndReconnect_data() {
+        QTest::addColumn<QByteArray>("stream");
+        QTest::addColumn<bool>("thenClose");
+        const QByteArray tail = word(5) + word(9);
+        QTest::newRow("size zero") << (word(0) + tail) << false;
+        QTest::newRow("size below the header") << (word(11) + tail) << false;
+        QTest::newRow("size above 1 MiB") << (word((1u << 20) + 1) + tail) << false;
+        QTest::newRow("size with every bit set") << (word(0xFFFFFFFFu) + tail) << false;
+        QTest::newRow("closed mid-message") << dataMessage(block("Cut")).left(100) << true;
+        QTest::newRow("closed inside a size field") << QByteArray::fromHex("9001") << true;
+        QTest::newRow("closed after the header of a large message") << (word(1u << 20) + tail) << true;
+        QTest::newRow("random bytes") << randomBytes(13, 64) << true;
+    }
+
+    void hostileStreamsEndTheTelemetryAndReconnect() {
+        QFETCH(QByteArray, stream);
+        QFETCH(bool, thenClose);
+        Rig rig;
+        QVERIFY(rig.declare());
+        QVERIFY(rig.pollUntil([&] { return rig.changed->count() >= 1; }));
+        QVERIFY(rig.quiesce());
+        rig.server.sendRaw(stream);
+        if (thenClose)
+            rig.server.closeClient();
+        QVERIFY(rig.pollUntil([&] { return rig.ended->count() == 1; }));
+        QVERIFY(!rig.source->isActive());
+        rig.pollFor(100);
+        QCOMPARE(rig.ended->count(), 1);
+
+        ManualClock::now += 1000;
+        rig.server.serveOnRequest(block("After", 120.0));
+        QVERIFY(rig.pollUntil([&] { return rig.declared->count() == 2; }));
+        QCOMPARE(rig.server.connections, 2);
+    }
+
+    void messagesItDoesNotUseLeaveTheConnectionUp_data() {
+        QTest::addColumn<QByteArray>("stream");
+        QTest::addColumn<int>("records");
+        QTest::newRow("unknown id") << FakeSimConnectServer::message(12345, word(0) + block("x")) << 0;
+        QTest::newRow("exception") << FakeSimConnectServer::message(1, word(7) + word(3) + word(2)) << 0;
+        QTest::newRow("cut exception") << FakeSimConnectServer::message(1, word(7)) << 0;
+        QTest::newRow("event for no subscription") << FakeSimConnectServer::message(4, word(0xFFFFFFFFu) + word(9) + word(0))
+                                                   << 0;
+        QTest::newRow("event without its id") << FakeSimConnectServer::message(4, word(0xFFFFFFFFu)) << 0;
+        QTest::newRow("data without its request id") << FakeSimConnectServer::message(9, QByteArray("\x00\x00", 2))
+                                                      << 0;
+        QTest::newRow("short block") << dataMessage(block("Short").left(399)) << 0;
+        QTest::newRow("header-only data") << dataMessage(QByteArray()) << 0;
+        QTest::newRow("long block") << dataMessage(block("Long", 210.0) + QByteArray(600, '\x7f')) << 1;
+        QTest::newRow("a block of almost 1 MiB")
+            << dataMessage(block("Huge", 220.0) + QByteArray((1 << 20) - 40 - BlockSize, '\x01')) << 1;
+    }
+
+    void messagesItDoesNotUseLeaveTheConnectionUp() {
+        QFETCH(QByteArray, stream);
+        QFETCH(int, records);
+        Rig rig;
+        QVERIFY(rig.declare());
+        QVERIFY(rig.quiesce());
+        const int before = int(rig.changed->count());
+        const size_t packetsBefore = rig.server.packets.size();
+        rig.server.sendRaw(stream);
+        // Something recognisable behind it shows that the stream is still in step.
+        FakeSimConnect::Message stop;
+        stop.id = SimConnectMessage::IdEvent;
+        stop.eventId = 1;
+        rig.server.sendRaw(FakeSimConnectServer::encode(stop));
+        QVERIFY(rig.pollUntil([&] { return rig.ended->count() == 1; }));
+        QCOMPARE(int(rig.changed->count()), before + records + 1); // the records, then the idle one
+        QCOMPARE(rig.server.connections, 1);
+        QVERIFY(rig.server.clientConnected());
+        QCOMPARE(rig.server.malformedPackets, 0);
+        QVERIFY(rig.server.packets.size() >= packetsBefore);
+    }
+
+    void aStalledMessageWaitsForItsRest() {
+        Rig rig;
+        QVERIFY(rig.declare());
+        QVERIFY(rig.quiesce());
+        const int before = int(rig.changed->count());
+        const QByteArray message = dataMessage(block("Stalled", 333.0));
+        rig.server.sendRaw(message.left(150));
+        rig.pollFor(300);
+        QCOMPARE(int(rig.changed->count()), before);
+        QCOMPARE(rig.ended->count(), 0);
+        rig.server.sendRaw(message.mid(150));
+        QVERIFY(rig.pollUntil([&] { return rig.changed->count() == before + 1; }));
+        QCOMPARE(rig.lastRecord().getAirspeed(), 333.0f);
+        QCOMPARE(rig.server.connections, 1);
+    }
+
+    void aStalledServerHoldsNothingUp() {
+        Rig rig;
+        rig.server.setStalled(true);
+        rig.pollFor(300);
+        QCOMPARE(rig.declared->count(), 0);
+        QCOMPARE(rig.ended->count(), 0);
+        QCOMPARE(rig.server.connections, 1);
+        rig.server.serveOnRequest(block("Woke Up"));
+        rig.server.setStalled(false);
+        QVERIFY(rig.pollUntil([&] { return rig.declared->count() == 1; }));
+    }
+
+    void theBuildsSourceFollowsSimConnectCfg() {
+        ScratchWorkingDirectory scratch(ScratchWorkingDirectory::WithoutProfileFolder);
+        QVERIFY(scratch.isValid());
+        FakeSimConnectServer server;
+        QVERIFY(server.listen());
+        server.serveOnRequest(block("Configured"));
+        QFile cfg(QDir(scratch.path()).filePath("SimConnect.cfg"));
+        QVERIFY(cfg.open(QIODevice::WriteOnly));
+        cfg.write(QStringLiteral("[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=%1\n")
+                      .arg(server.port())
+                      .toLatin1());
+        cfg.close();
+
+        TelemetrySourceMSFS source;
+        QSignalSpy declared(&source, &TelemetrySource::telemetrySourceChanged);
+        QVERIFY(pollUntil([&] { source.poll(); }, [&] { return declared.count() == 1; }));
+        QCOMPARE(declared.at(0).at(1).toString(), QStringLiteral("Configured"));
+        QCOMPARE(server.clientName, QByteArray("Vortane"));
+        QCOMPARE(callsOf(server, 1).mid(0, 23), registration());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSimConnectNetwork)
+#include "tst_simconnectnetwork.moc"
