@@ -147,8 +147,11 @@ void SimConnectNetworkClient::advance() {
             onConnected();
         } else if (socket->state() == QAbstractSocket::UnconnectedState ||
                    attemptClock.elapsed() >= ConnectTimeoutMs) {
-            qCDebug(lcMsfs) << "no SimConnect server at" << endpoint.address << endpoint.port << ":"
-                            << socket->errorString();
+            // Once per kind of failure, not once a second for as long as the simulator is not running.
+            const QString failure = socket->errorString();
+            if (failure != lastFailure)
+                qCDebug(lcMsfs) << "no SimConnect server at" << endpoint.address << endpoint.port << ":" << failure;
+            lastFailure = failure;
             dropSocket();
             state = State::Waiting;
         }
@@ -174,6 +177,7 @@ void SimConnectNetworkClient::startAttempt() {
 
 void SimConnectNetworkClient::onConnected() {
     state = State::Connected;
+    lastFailure.clear();
     serverAnswered = false;
     peerGone = false;
     received.clear();

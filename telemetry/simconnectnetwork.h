@@ -5,6 +5,7 @@
 #include "simconnectseam.h"
 
 #include <QByteArray>
+#include <QString>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -70,6 +71,7 @@ private:
     std::unique_ptr<QTcpSocket> socket;
     ElapsedClock attemptClock;
     int attempts = 0;
+    QString lastFailure; // the last failed attempt's reason, so a run of equal failures is logged once
     uint32_t nextSendNumber = 0;
     bool serverAnswered = false;
     bool peerGone = false;

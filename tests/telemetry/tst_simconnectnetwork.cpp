@@ -192,6 +192,37 @@ private slots:
         ManualClock::uninstall();
     }
 
+    // While the simulator is not running the client tries once a second; the log says so once, not once a
+    // second.
+    void aRunOfRefusalsIsLoggedOnce() {
+        static int refusalLines = 0;
+        refusalLines = 0;
+        const QtMessageHandler previous = qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+                if (type == QtDebugMsg && qstrcmp(context.category, "quillar.telemetry.msfs") == 0 &&
+                    text.startsWith(QStringLiteral("no SimConnect server at")))
+                    ++refusalLines;
+            });
+        ManualClock::install();
+        {
+            SimConnectNetworkClient client(loopback(closedPort()));
+            client.open("Vortane");
+            SimConnectMessage message;
+            for (int second = 1; second <= 4; ++second) {
+                // Each attempt's refusal has come through the event loop before the next attempt starts.
+                QVERIFY(FakeSimConnectServer::waitFor([&] {
+                    client.getNextMessage(message);
+                    return client.connectionAttempts() == second && !client.isConnecting();
+                }));
+                ManualClock::now += 1000;
+            }
+            QCOMPARE(client.connectionAttempts(), 4);
+        }
+        ManualClock::uninstall();
+        qInstallMessageHandler(previous);
+        QCOMPARE(refusalLines, 1);
+    }
+
     void aConnectionThatDoesNotCompleteIsGivenUpAfterFiveSeconds() {
         ManualClock::install();
         // A documentation-only address: nothing answers. Where the machine has a route, the attempt hangs

@@ -34,8 +34,10 @@ namespace {
 QStringList debugLines;
 QtMessageHandler previousHandler = nullptr;
 
+// The update check's lines, which go to the default category; the telemetry worker's own categories (an MSFS
+// source finding no SimConnect server, say) are not the window's to answer for.
 void recordDebugLine(QtMsgType type, const QMessageLogContext &context, const QString &message) {
-    if (type == QtDebugMsg) {
+    if (type == QtDebugMsg && (!context.category || qstrcmp(context.category, "default") == 0)) {
         debugLines << message;
     }
     previousHandler(type, context, message);
