@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "devicelog.h"
 #include "programlauncher.h"
 
 // The whole program, started as a user would, with simulated devices and a simulated DCS: a detected aircraft
@@ -31,13 +32,6 @@ constexpr float ElevatorWeightStrength = 50;
 constexpr float RudderSpringStrength = 80;
 constexpr float RudderDamperStrength = 100, RudderStaticDampening = 50, RudderDynamicDampening = 20;
 constexpr float AileronsDirectXStrength = 80, DirectXTrimmer = 10, DirectXForce = 50, DirectXPeriodic = 40;
-
-int64_t monotonicMicros() {
-    // steady_clock is CLOCK_MONOTONIC on Linux, the clock of the double's log.
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 QByteArray profile() {
     const char *keys[] = {"airflow_spring", "simple_spring", "elevator_weight", "aoa_shaker",
@@ -75,57 +69,6 @@ QByteArray dcsDatagram() {
     return "F-16C_50;420;-1.5;4;" + QByteArray::number(GForce) + ";0;0;0;0;0";
 }
 
-struct Write {
-    int64_t micros = 0;
-    QByteArray device;
-    QByteArray bytes;
-    float at(int offset) const {
-        float value = 0;
-        std::memcpy(&value, bytes.constData() + offset, sizeof value);
-        return value;
-    }
-};
-
-QList<Write> readWrites(const QString &path) {
-    QList<Write> writes;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return writes;
-    }
-    const QList<QByteArray> lines = file.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        const QList<QByteArray> parts = line.split(' ');
-        // A line still being written has fewer parts or a short report.
-        if (parts.size() < 4) {
-            continue;
-        }
-        Write write{parts[0].toLongLong(), parts[1], QByteArray::fromHex(parts[2])};
-        if (write.bytes.size() == 65) {
-            writes << write;
-        }
-    }
-    return writes;
-}
-
-QList<Write> select(const QList<Write> &writes, const QByteArray &device, char command, int64_t after) {
-    QList<Write> selected;
-    for (const Write &write : writes) {
-        if (write.device == device && write.bytes.at(1) == command && write.micros > after) {
-            selected << write;
-        }
-    }
-    return selected;
-}
-
-bool closeTo(float actual, double expected) {
-    return std::fabs(actual - expected) <= 1e-4 * std::max(1.0, std::fabs(expected));
-}
-
-bool writeAtomically(const QString &path, const QByteArray &contents) {
-    QFile file(path + QStringLiteral(".new"));
-    return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size() &&
-           (file.close(), true) && QFile::rename(path + QStringLiteral(".new"), path);
-}
 } // namespace
 
 class TestEndToEnd : public QObject {

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "fakesimconnectserver.h"
+#include "devicelog.h"
 #include "programlauncher.h"
 
 // The whole program, started as a user would, with simulated devices and MSFS reached through our SimConnect
@@ -55,50 +56,6 @@ QByteArray profile() {
     return QJsonDocument(QJsonObject{{"metadata", metadata}, {"effects", effects}}).toJson();
 }
 
-int64_t monotonicMicros() {
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
-struct Write {
-    int64_t micros = 0;
-    QByteArray device;
-    QByteArray bytes;
-    float at(int offset) const {
-        float value = 0;
-        std::memcpy(&value, bytes.constData() + offset, sizeof value);
-        return value;
-    }
-};
-
-// The joystick's force reports (command 0x20) logged by the hidapi double after `after`.
-QList<Write> forceReports(const QString &path, int64_t after) {
-    QList<Write> writes;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return writes;
-    for (const QByteArray &line : file.readAll().split('\n')) {
-        const QList<QByteArray> parts = line.split(' ');
-        if (parts.size() < 4) // a line still being written
-            continue;
-        Write write{parts[0].toLongLong(), parts[1], QByteArray::fromHex(parts[2])};
-        if (write.bytes.size() == 65 && write.device == "joystick" && write.bytes.at(1) == 0x20 &&
-            write.micros > after)
-            writes << write;
-    }
-    return writes;
-}
-
-bool closeTo(float actual, double expected) {
-    return std::fabs(actual - expected) <= 1e-4 * std::max(1.0, std::fabs(expected));
-}
-
-bool writeFile(const QString &path, const QByteArray &contents) {
-    QFile file(path + QStringLiteral(".new"));
-    return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size() &&
-           (file.close(), true) && QFile::rename(path + QStringLiteral(".new"), path);
-}
 } // namespace
 
 class TestEndToEndMsfs : public QObject {
@@ -124,15 +81,15 @@ private slots:
         QVERIFY(QFileInfo(QStringLiteral(QUILLAR_EXECUTABLE)).isExecutable());
         QVERIFY(QDir(scratch.path()).mkpath(QStringLiteral("work/effect_profiles")));
         QVERIFY(QDir(scratch.path()).mkpath(QStringLiteral("hid")));
-        QVERIFY(writeFile(workingDirectory() + QStringLiteral("/effect_profiles/MSFS_e2e.json"), profile()));
-        QVERIFY(writeFile(deviceDirectory() + QStringLiteral("/joystick.state"),
+        QVERIFY(writeAtomically(workingDirectory() + QStringLiteral("/effect_profiles/MSFS_e2e.json"), profile()));
+        QVERIFY(writeAtomically(deviceDirectory() + QStringLiteral("/joystick.state"),
                           "plugged=1\nversion=0c 01 00\nposition=0.5 -0.25\noffset=0 0\n"));
-        QVERIFY(writeFile(deviceDirectory() + QStringLiteral("/rudder.state"),
+        QVERIFY(writeAtomically(deviceDirectory() + QStringLiteral("/rudder.state"),
                           "plugged=1\nversion=03 00 00\nposition=0.25 0\noffset=0 0\n"));
 
         // The server listens from the start, but answers data requests only once the devices are open.
         QVERIFY(simulator.listen());
-        QVERIFY(writeFile(workingDirectory() + QStringLiteral("/SimConnect.cfg"),
+        QVERIFY(writeAtomically(workingDirectory() + QStringLiteral("/SimConnect.cfg"),
                           "[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=" +
                               QByteArray::number(simulator.port()) + "\n"));
 
@@ -170,7 +127,7 @@ private slots:
         const int64_t settled = detectionStart + (TransitionMs + 1000) * 1000;
         auto pitchForces = [&](int64_t after) {
             QList<float> forces;
-            for (const Write &write : forceReports(writes, after))
+            for (const Write &write : select(readWrites(writes), "joystick", 0x20, after))
                 forces << write.at(14);
             return forces;
         };

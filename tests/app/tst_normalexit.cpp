@@ -4,23 +4,13 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include "devicelog.h"
 #include "programlauncher.h"
 
 // The whole program, started as a user would with both devices plugged in, then closed through its window:
 // the process ends on its own with status 0, with no crash or sanitizer report, and the devices get nothing
 // but the cycle's usual direct-control reports until it is gone.
 namespace {
-QByteArray readAll(const QString &path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeAtomically(const QString &path, const QByteArray &contents) {
-    QFile file(path + QStringLiteral(".new"));
-    return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size() &&
-           (file.close(), true) && QFile::rename(path + QStringLiteral(".new"), path);
-}
-
 // A complete line of the double's logs: time, device, then the rest.
 struct LogLine {
     qint64 micros = 0;

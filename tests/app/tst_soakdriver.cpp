@@ -9,6 +9,7 @@
 #include <QUdpSocket>
 #include <QtTest>
 
+#include "devicelog.h"
 #include "programlauncher.h"
 
 // The soak run's stand-in for a user, preloaded into the whole program: once DCS has switched a profile on,
@@ -31,10 +32,6 @@ QByteArray profile() {
     return QJsonDocument(QJsonObject{{"metadata", metadata}, {"effects", effects}}).toJson();
 }
 
-QByteArray readAll(const QString &path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 } // namespace
 
 class TestSoakDriver : public QObject {

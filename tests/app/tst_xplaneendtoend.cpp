@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "fakexplane.h"
+#include "devicelog.h"
 #include "programlauncher.h"
 
 // The whole program, started as a user would, with simulated devices and a simulated X-Plane on a port the
@@ -23,13 +24,6 @@ constexpr float JoystickRoll = 0.5f;
 // The two profiles' effects.
 constexpr float CessnaAileronsSpring = 60, CessnaElevatorWeight = 50;
 constexpr float BoeingElevatorWeight = 100;
-
-int64_t monotonicMicros() {
-    // steady_clock is CLOCK_MONOTONIC on Linux, the clock of the double's and the probe's logs.
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 QByteArray profile(const char *module, float aileronsSpring, float elevatorWeight) {
     QJsonObject ailerons, elevator;
@@ -53,49 +47,6 @@ void cruise(FakeXPlane &xplane) {
     xplane.setAircraftName("Cessna 172 SP");
 }
 
-struct Write {
-    int64_t micros = 0;
-    QByteArray device;
-    QByteArray bytes;
-    float at(int offset) const {
-        float value = 0;
-        std::memcpy(&value, bytes.constData() + offset, sizeof value);
-        return value;
-    }
-};
-
-// The double's writes.log: "<µs> <device> <hex> result=<n> seq=<n>".
-QList<Write> writesOf(const QString &path, const QByteArray &device, char command, int64_t after) {
-    QList<Write> writes;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return writes;
-    for (const QByteArray &line : file.readAll().split('\n')) {
-        const QList<QByteArray> parts = line.split(' ');
-        if (parts.size() < 4) // a line still being written
-            continue;
-        Write write{parts[0].toLongLong(), parts[1], QByteArray::fromHex(parts[2])};
-        if (write.bytes.size() == 65 && write.device == device && write.bytes.at(1) == command &&
-            write.micros > after)
-            writes << write;
-    }
-    return writes;
-}
-
-bool closeTo(float actual, double expected) {
-    return std::fabs(actual - expected) <= 1e-4 * std::max(1.0, std::fabs(expected));
-}
-
-bool writeAtomically(const QString &path, const QByteArray &contents) {
-    QFile file(path + QStringLiteral(".new"));
-    return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size() &&
-           (file.close(), true) && QFile::rename(path + QStringLiteral(".new"), path);
-}
-
-QByteArray readAll(const QString &path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 } // namespace
 
 class TestXPlaneEndToEnd : public QObject {
@@ -126,7 +77,7 @@ private:
 
     // True once five direct-control reports after `after` all carry these roll and pitch forces.
     bool stickForcesAre(int64_t after, double roll, double pitch) const {
-        const QList<Write> writes = writesOf(writesLog(), "joystick", 0x20, after);
+        const QList<Write> writes = select(readWrites(writesLog()), "joystick", 0x20, after);
         if (writes.size() < 5)
             return false;
         for (const Write &write : writes.mid(0, 5)) {
@@ -136,7 +87,7 @@ private:
         return true;
     }
     QByteArray lastStickForces() const {
-        const QList<Write> writes = writesOf(writesLog(), "joystick", 0x20, 0);
+        const QList<Write> writes = select(readWrites(writesLog()), "joystick", 0x20, 0);
         if (writes.isEmpty())
             return "no direct-control report";
         return "roll " + QByteArray::number(writes.last().at(10)) + " pitch " +
@@ -204,8 +155,8 @@ private slots:
             shownAt("source=X-Plane\tmodule=Cessna 172 SP\tgame=6\tprofile=Cessna 172 SP") > 0,
             lastStatus().constData(), 30000);
         // Its settings arrived suddenly: the DirectX override goes out, then the forces fade in anew.
-        QTRY_VERIFY_WITH_TIMEOUT(!writesOf(writesLog(), "joystick", 0x21, detectionStart).isEmpty(), 30000);
-        const int64_t cessnaSwitched = writesOf(writesLog(), "joystick", 0x21, detectionStart).first().micros;
+        QTRY_VERIFY_WITH_TIMEOUT(!select(readWrites(writesLog()), "joystick", 0x21, detectionStart).isEmpty(), 30000);
+        const int64_t cessnaSwitched = select(readWrites(writesLog()), "joystick", 0x21, detectionStart).first().micros;
 
         // Simple spring on the roll axis: -p*S; elevator weight: -G*S*10/100.
         const double cessnaRoll = -double(JoystickRoll) * CessnaAileronsSpring;
@@ -226,8 +177,8 @@ private slots:
         QTRY_VERIFY2_WITH_TIMEOUT(
             shownAt("source=X-Plane\tmodule=Boeing 737-800\tgame=6\tprofile=Boeing 737-800") > 0,
             lastStatus().constData(), 30000);
-        QTRY_VERIFY_WITH_TIMEOUT(!writesOf(writesLog(), "joystick", 0x21, changeStart).isEmpty(), 30000);
-        const int64_t boeingSwitched = writesOf(writesLog(), "joystick", 0x21, changeStart).first().micros;
+        QTRY_VERIFY_WITH_TIMEOUT(!select(readWrites(writesLog()), "joystick", 0x21, changeStart).isEmpty(), 30000);
+        const int64_t boeingSwitched = select(readWrites(writesLog()), "joystick", 0x21, changeStart).first().micros;
         QTRY_VERIFY2_WITH_TIMEOUT(stickForcesAre(boeingSwitched + (TransitionMs + 500) * 1000, 0,
                                                  -1.0 * BoeingElevatorWeight * 10 / 100),
                                   lastStickForces().constData(), 30000);
