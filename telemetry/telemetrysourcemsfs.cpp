@@ -1,6 +1,7 @@
 #include "telemetrysourcemsfs.h"
 
 #include "simconnectseam.h"
+#include "telemetryrecorder.h"
 
 #include <QString>
 #include <climits>
@@ -176,6 +177,8 @@ void TelemetrySourceMSFS::handleData(const SimConnectMessage &message) {
     // A block shorter than our definition cannot be ours; it is dropped like data for another request.
     if (!message.data || message.size < BlockSize)
         return;
+    TelemetryRecorder::note(Telemetry::TELEMETRY_SOURCE_MSFS, TelemetryRecording::Kind::MsfsDataBlock,
+                            reinterpret_cast<const char *>(message.data), qint64(message.size));
 
     if (!active) {
         // The message that announces the aircraft only declares the source; its values are not decoded.

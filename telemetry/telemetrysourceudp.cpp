@@ -1,5 +1,7 @@
 #include "telemetrysourceudp.h"
 
+#include "telemetryrecorder.h"
+
 #include <QHostAddress>
 #include <QUdpSocket>
 
@@ -40,6 +42,7 @@ void TelemetrySourceUdp::poll() {
         const qint64 size = socket->pendingDatagramSize();
         buffer.resize(size > 0 ? size : 0);
         const qint64 read = socket->readDatagram(buffer.data(), buffer.size());
+        TelemetryRecorder::noteDatagram(source(), buffer, read);
         if (read > 0)
             received = true;
         else if (read < 0)

@@ -1,5 +1,7 @@
 #include "telemetrysourcewarthunder.h"
 
+#include "telemetryrecorder.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
@@ -36,6 +38,7 @@ void TelemetrySourceWarthunder::onReplyFinished() {
     QNetworkReply *finished = reply;
     if (!finished)
         return;
+    TelemetryRecorder::noteReply(Telemetry::TELEMETRY_SOURCE_WARTHUNDER, finished);
 
     if (finished->error() != QNetworkReply::NoError) {
         // No grace period: the first failed request ends the telemetry.

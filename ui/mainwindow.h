@@ -12,6 +12,7 @@ class MainWindow;
 }
 
 class MainBackgroundThread;
+class QDockWidget;
 class QMessageBox;
 class QNetworkAccessManager;
 class QNetworkReply;
@@ -41,9 +42,12 @@ public:
     void centreOnPrimaryScreen();
 
     MainBackgroundThread *backgroundWorker() const { return worker; }
+    // The "Forces" view's dock: hidden at start, opened by the "Forces" button beside the tabs.
+    QDockWidget *forcesView() const { return forcesDock; }
 
 private:
     void connectPanels();
+    void addForcesView();
     void startUpdateCheck();
     void updateCheckFinished();
 
@@ -55,4 +59,5 @@ private:
     MainBackgroundThread *worker = nullptr; // never deleted: there is no orderly shutdown
     QNetworkReply *updateReply = nullptr;
     UpdateDialogRunner runUpdateDialog;
+    QDockWidget *forcesDock = nullptr;
 };
