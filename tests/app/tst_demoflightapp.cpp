@@ -6,6 +6,7 @@
 #include <QtTest>
 #include <cstring>
 
+#include "demoflight.h"
 #include "programlauncher.h"
 #include "telemetryrecording.h"
 
@@ -141,12 +142,23 @@ private slots:
                 QVERIFY2(seen[axis][field], qPrintable(QStringLiteral("axis %1 field %2 stayed zero").arg(axis).arg(field)));
 
         // The recording made meanwhile holds the whole flight, readable while the program still runs.
+        // Value for value what quillar-replay sent, in order.
+        const QList<TelemetryRecording::Record> sent = DemoFlight::records();
+        // The last datagrams wait for the telemetry thread's next tick.
+        const auto recorded = [this] {
+            TelemetryRecording::RecordingFile file;
+            return file.open(recordingPath()) ? file.recordCount() : -1;
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(recorded(), qint64(sent.size()), 10000);
         TelemetryRecording::RecordingFile recording;
         QVERIFY2(recording.open(recordingPath()), qPrintable(recording.error()));
-        QCOMPARE(recording.recordCount(), 6001);
-        TelemetryRecording::Record first;
-        QVERIFY(recording.reader().next(first));
-        QVERIFY(first.payload.startsWith("Quillar Demo Trainer;"));
+        TelemetryRecording::Record received;
+        for (const TelemetryRecording::Record &original : sent) {
+            QVERIFY(recording.reader().next(received));
+            QCOMPARE(received.payload, original.payload);
+            QCOMPARE(received.source, original.source);
+            QCOMPARE(received.kind, original.kind);
+        }
         QVERIFY2(program.state() == QProcess::Running, program.readAll().constData());
     }
 };

@@ -10,6 +10,7 @@ import unittest
 
 SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "scripts", "recording",
                       "read_recording.py")
+sys.dont_write_bytecode = True  # keep the source tree clean
 sys.path.insert(0, os.path.dirname(SCRIPT))
 import read_recording  # noqa: E402
 
