@@ -139,31 +139,53 @@ QByteArray ForceScopePlot::csv() const {
 }
 
 void ForceScopePlot::paintEvent(QPaintEvent *) {
-    QPainter painter(this);
-    painter.fillRect(rect(), palette().base());
-    const QRectF area = QRectF(rect()).adjusted(LeftMargin, TopMargin, -RightMargin, -BottomMargin);
-    if (area.width() < 20 || area.height() < 60)
-        return;
     static const Panel panels[] = {{"Forces (% of full scale)", 0, 8, true},
                                    {"Airspeed (km/h)", 9, 9, false},
                                    {"AoA (°), G-force (g)", 10, 11, false}};
+    QPainter painter(this);
+    const QRectF area = QRectF(rect()).adjusted(LeftMargin, TopMargin, -RightMargin, -BottomMargin);
+    if (area.width() < 20 || area.height() < 60) {
+        painter.fillRect(rect(), palette().base());
+        return;
+    }
     // The forces get half the height, the telemetry a quarter each.
     const double unit = (area.height() - 2 * PanelGap) / 4.0;
     const double heights[] = {2 * unit, unit, unit};
-    const int64_t newestMs = count ? samples[(next + Capacity - 1) % Capacity].timeMs : 0;
+    QRectF areas[3];
     double top = area.top();
     for (int i = 0; i < 3; ++i) {
-        drawPanel(painter, QRectF(area.left(), top, area.width(), heights[i]), panels[i], newestMs, i == 2);
+        areas[i] = QRectF(area.left(), top, area.width(), heights[i]);
         top += heights[i] + PanelGap;
     }
+    const int64_t newestMs = count ? samples[(next + Capacity - 1) % Capacity].timeMs : 0;
+    Scale scales[3];
+    for (int i = 0; i < 3; ++i)
+        scales[i] = scaleFor(panels[i], newestMs);
+
+    const qreal ratio = devicePixelRatioF();
+    if (frame.size() != size() * ratio || !(scales[0] == frameScales[0]) || !(scales[1] == frameScales[1]) ||
+        !(scales[2] == frameScales[2])) {
+        frame = QPixmap(size() * ratio);
+        frame.setDevicePixelRatio(ratio);
+        frame.fill(palette().color(QPalette::Base));
+        QPainter framePainter(&frame);
+        for (int i = 0; i < 3; ++i) {
+            drawFrame(framePainter, areas[i], panels[i], scales[i], i == 2);
+            frameScales[i] = scales[i];
+        }
+    }
+    // In bands of fewer than 96 rows: Qt hands a taller copy to its thread pool, and waking those threads
+    // 30 times a second costs far more than the copy itself.
+    constexpr int Band = 64;
+    for (int y = 0; y < height(); y += Band) {
+        const QRect band(0, y, width(), std::min(Band, height() - y));
+        painter.drawPixmap(band, frame, QRectF(band.topLeft() * ratio, band.size() * ratio));
+    }
+    for (int i = 0; i < 3; ++i)
+        drawSeries(painter, areas[i], panels[i], scales[i], newestMs);
 }
 
-void ForceScopePlot::drawPanel(QPainter &painter, const QRectF &area, const Panel &panel, int64_t newestMs,
-                               bool timeLabels) {
-    const QColor text = palette().color(QPalette::Text);
-    QColor grid = text;
-    grid.setAlpha(40);
-
+ForceScopePlot::Scale ForceScopePlot::scaleFor(const Panel &panel, int64_t newestMs) const {
     // The scale follows what is shown; zero stays in view.
     double low = 0, high = 0;
     const std::size_t oldest = (next + Capacity - count) % Capacity;
@@ -181,23 +203,31 @@ void ForceScopePlot::drawPanel(QPainter &painter, const QRectF &area, const Pane
             }
         }
     }
-    if (panel.symmetric)
-        high = std::max(std::fabs(low), std::fabs(high)), low = -high;
+    if (panel.symmetric) {
+        high = std::max(std::fabs(low), std::fabs(high));
+        low = -high;
+    }
     if (high - low < 1e-3)
         high = low + 1.0;
-    const double step = niceStep(high - low);
-    low = std::floor(low / step) * step;
-    high = std::ceil(high / step) * step;
+    Scale scale;
+    scale.step = niceStep(high - low);
+    scale.low = std::floor(low / scale.step) * scale.step;
+    scale.high = std::ceil(high / scale.step) * scale.step;
+    return scale;
+}
 
-    const auto yOf = [&](double value) { return area.bottom() - (value - low) / (high - low) * area.height(); };
-    const auto xOf = [&](int64_t ms) {
-        return area.right() - double(newestMs - ms) / double(WindowMs) * area.width();
+void ForceScopePlot::drawFrame(QPainter &painter, const QRectF &area, const Panel &panel, const Scale &scale,
+                               bool timeLabels) {
+    const QColor text = palette().color(QPalette::Text);
+    QColor grid = text;
+    grid.setAlpha(40);
+    const auto yOf = [&](double value) {
+        return area.bottom() - (value - scale.low) / (scale.high - scale.low) * area.height();
     };
-
     painter.setPen(grid);
     painter.drawRect(area);
     painter.setFont(font());
-    for (double value = low; value <= high + step / 2; value += step) {
+    for (double value = scale.low; value <= scale.high + scale.step / 2; value += scale.step) {
         const double y = yOf(value);
         painter.setPen(grid);
         painter.drawLine(QPointF(area.left(), y), QPointF(area.right(), y));
@@ -217,9 +247,20 @@ void ForceScopePlot::drawPanel(QPainter &painter, const QRectF &area, const Pane
     }
     painter.setPen(text);
     painter.drawText(area.adjusted(6, 2, -6, -2), Qt::AlignLeft | Qt::AlignTop, QString::fromUtf8(panel.title));
+}
 
+void ForceScopePlot::drawSeries(QPainter &painter, const QRectF &area, const Panel &panel, const Scale &scale,
+                                int64_t newestMs) {
+    const auto yOf = [&](double value) {
+        return area.bottom() - (value - scale.low) / (scale.high - scale.low) * area.height();
+    };
+    const auto xOf = [&](int64_t ms) {
+        return area.right() - double(newestMs - ms) / double(WindowMs) * area.width();
+    };
+    const std::size_t oldest = (next + Capacity - count) % Capacity;
     // One polyline per series; at most two points (the column's extremes) per pixel column, so the cost of a
-    // frame follows the plot's width, not the number of samples.
+    // frame follows the plot's width, not the number of samples. One-pixel lines go through Qt's cosmetic
+    // stroker, which draws on this thread.
     painter.save();
     painter.setClipRect(area);
     for (int series = panel.firstSeries; series <= panel.lastSeries; ++series) {
@@ -265,7 +306,7 @@ void ForceScopePlot::drawPanel(QPainter &painter, const QRectF &area, const Pane
             }
         }
         flush();
-        painter.setPen(QPen(seriesColor(series), 1.0));
+        painter.setPen(QPen(seriesColor(series), 0)); // width 0: cosmetic
         painter.drawPolyline(line.data(), int(line.size()));
     }
     painter.restore();

@@ -3,6 +3,7 @@
 #include "forcescope.h"
 
 #include <QColor>
+#include <QPixmap>
 #include <QPointF>
 #include <QString>
 #include <QWidget>
@@ -51,8 +52,17 @@ private:
         int lastSeries;
         bool symmetric;
     };
-    void drawPanel(class QPainter &painter, const QRectF &area, const Panel &panel, int64_t newestMs,
+    struct Scale {
+        double low = 0, high = 1, step = 1;
+        bool operator==(const Scale &other) const {
+            return low == other.low && high == other.high && step == other.step;
+        }
+    };
+    Scale scaleFor(const Panel &panel, int64_t newestMs) const;
+    void drawFrame(class QPainter &painter, const QRectF &area, const Panel &panel, const Scale &scale,
                    bool timeLabels);
+    void drawSeries(class QPainter &painter, const QRectF &area, const Panel &panel, const Scale &scale,
+                    int64_t newestMs);
 
     // One slot more than ten seconds of 10 ms cycles hold, so a late cycle does not cut the window short.
     static constexpr std::size_t Capacity = 1024;
@@ -61,4 +71,7 @@ private:
     std::size_t count = 0;
     bool shown[SeriesCount];
     std::vector<QPointF> line; // reused by every series of every frame
+    // Grid, labels and titles change only with the size and the scales: drawn once into here.
+    QPixmap frame;
+    Scale frameScales[3];
 };
