@@ -1,6 +1,7 @@
 #include "telemetrysourcemsfs.h"
 
 #include "simconnectseam.h"
+#include "telemetryrecorder.h"
 
 #include <QString>
 #include <climits>
@@ -173,6 +174,9 @@ void TelemetrySourceMSFS::handleEvent(const SimConnectMessage &message) {
 void TelemetrySourceMSFS::handleData(const SimConnectMessage &message) {
     if (message.requestId != RequestId)
         return;
+    if (message.data)
+        TelemetryRecorder::note(Telemetry::TELEMETRY_SOURCE_MSFS, TelemetryRecording::Kind::MsfsDataBlock,
+                                reinterpret_cast<const char *>(message.data), qint64(message.size));
     // A block shorter than our definition cannot be decoded and is dropped, yet it answered our one-shot
     // request: without asking again no further data would ever come until the next "SimStart".
     if (!message.data || message.size < BlockSize) {

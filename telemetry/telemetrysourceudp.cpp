@@ -1,5 +1,7 @@
 #include "telemetrysourceudp.h"
 
+#include "telemetryrecorder.h"
+
 #include <QHostAddress>
 #include <QUdpSocket>
 
@@ -35,7 +37,9 @@ void TelemetrySourceUdp::poll() {
     }
 
     // Only the newest datagram of a burst matters: each read replaces the previous one on purpose.
-    const bool received = readNewestDatagram(*socket, buffer, scratch);
+    const bool received = readNewestDatagram(*socket, buffer, scratch, [this](const QByteArray &datagram) {
+        TelemetryRecorder::noteDatagram(source(), datagram, datagram.size());
+    });
     if (!received)
         return; // empty datagrams do not keep the telemetry alive
 

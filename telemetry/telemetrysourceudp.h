@@ -17,8 +17,10 @@ constexpr int MaxDatagramsPerPoll = 64;
 // pendingDatagramSize and readDatagram), each into `scratch`. `newest` ends up holding the last datagram
 // read in full, empty ones included; a failed read ends the burst and leaves `newest` as it was, so a
 // stale or partly filled buffer is never handed on. Answers whether any read returned data.
-template <typename Socket>
-bool readNewestDatagram(Socket &socket, QByteArray &newest, QByteArray &scratch, int limit = MaxDatagramsPerPoll) {
+// `seen` gets every datagram read in full, in arrival order, before it replaces the previous one.
+template <typename Socket, typename Seen>
+bool readNewestDatagram(Socket &socket, QByteArray &newest, QByteArray &scratch, Seen seen,
+                        int limit = MaxDatagramsPerPoll) {
     bool received = false;
     for (int count = 0; count < limit && socket.hasPendingDatagrams(); ++count) {
         const qint64 size = socket.pendingDatagramSize();
@@ -27,11 +29,17 @@ bool readNewestDatagram(Socket &socket, QByteArray &newest, QByteArray &scratch,
         if (read < 0)
             break; // a socket error may leave the datagram queued; spinning on it would hang the tick
         scratch.resize(read);
+        seen(static_cast<const QByteArray &>(scratch));
         newest.swap(scratch);
         if (read > 0)
             received = true;
     }
     return received;
+}
+
+template <typename Socket>
+bool readNewestDatagram(Socket &socket, QByteArray &newest, QByteArray &scratch, int limit = MaxDatagramsPerPoll) {
+    return readNewestDatagram(socket, newest, scratch, [](const QByteArray &) {}, limit);
 }
 
 // What the three UDP simulators share: the socket on a fixed local port, the read loop run on every

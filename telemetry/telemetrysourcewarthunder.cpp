@@ -1,5 +1,7 @@
 #include "telemetrysourcewarthunder.h"
 
+#include "telemetryrecorder.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
@@ -44,6 +46,7 @@ void TelemetrySourceWarthunder::onReplyFinished() {
     QNetworkReply *finished = reply;
     if (!finished)
         return;
+    TelemetryRecorder::noteReply(Telemetry::TELEMETRY_SOURCE_WARTHUNDER, finished);
 
     // A body over the cap that arrived whole before it could be stopped fails all the same.
     if (finished->error() != QNetworkReply::NoError || finished->bytesAvailable() > MaxBodyBytes) {

@@ -1,5 +1,6 @@
 #include "telemetrysourcexplane.h"
 
+#include "telemetryrecorder.h"
 #include "telemetrysourceudp.h" // MaxDatagramsPerPoll, the bound every UDP source keeps to
 
 #include <QFileInfo>
@@ -228,6 +229,7 @@ bool TelemetrySourceXPlane::readReplies() {
         // Only X-Plane's machine is listened to; anyone else could otherwise feed the stick.
         if (!sender.isEqual(xplane.host, QHostAddress::ConvertV4MappedToIPv4))
             continue;
+        TelemetryRecorder::noteDatagram(Telemetry::TELEMETRY_SOURCE_XPLANE, buffer, buffer.size());
         if (XPlane::decodeReply(buffer, state))
             replied = true;
     }

@@ -1,6 +1,7 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "forcescopeview.h"
 #include "mainbackgroundthread.h"
 #include "simulatorsetupdialog.h"
 #include "statuswidget.h"
@@ -9,6 +10,7 @@
 #include <QDebug>
 #include <QDesktopServices>
 #include <QDir>
+#include <QDockWidget>
 #include <QMessageBox>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -18,6 +20,7 @@
 #include <QStatusBar>
 #include <QThread>
 #include <QTimer>
+#include <QToolButton>
 
 #ifndef QUILLAR_UPDATE_BASE_URL
 #define QUILLAR_UPDATE_BASE_URL ""
@@ -39,6 +42,7 @@ MainWindow::MainWindow(const UpdateCheck::Endpoint &updateEndpoint, QWidget *par
 
     connectPanels();
     addSimulatorSetupEntry();
+    addForcesView();
 
     // Both fire once the event loop runs, so startCycle runs in the worker's own thread.
     auto *startTimer = new QTimer();
@@ -119,6 +123,31 @@ void MainWindow::addSimulatorSetupEntry() {
         setupDialog->raise();
         setupDialog->activateWindow();
     });
+}
+
+void MainWindow::addForcesView() {
+    // Never deleted, like the worker that keeps writing it after the window is gone.
+    auto *ring = new ForceScopeRing();
+    worker->setForceScope(ring);
+
+    // A dock of its own, opened from a button in the tab bar's corner: the window's form, its one tab and its
+    // start size stay as they are. It starts hidden and, once opened, floats beside the window until docked.
+    forcesDock = new QDockWidget(tr("Forces"), this);
+    forcesDock->setObjectName(QStringLiteral("forces_dock"));
+    auto *view = new ForceScopeView(forcesDock);
+    view->setObjectName(QStringLiteral("forces_view"));
+    view->setRing(ring);
+    forcesDock->setWidget(view);
+    addDockWidget(Qt::BottomDockWidgetArea, forcesDock);
+    forcesDock->setFloating(true);
+    forcesDock->resize(view->size());
+    forcesDock->hide();
+
+    auto *button = new QToolButton(ui->tabWidget);
+    button->setObjectName(QStringLiteral("forces_button"));
+    button->setDefaultAction(forcesDock->toggleViewAction());
+    button->setToolButtonStyle(Qt::ToolButtonTextOnly);
+    ui->tabWidget->setCornerWidget(button, Qt::TopRightCorner);
 }
 
 void MainWindow::startUpdateCheck() {

@@ -13,6 +13,7 @@ class MainWindow;
 }
 
 class MainBackgroundThread;
+class QDockWidget;
 class QMessageBox;
 class QNetworkAccessManager;
 class QNetworkReply;
@@ -43,10 +44,13 @@ public:
     void centreOnPrimaryScreen();
 
     MainBackgroundThread *backgroundWorker() const { return worker; }
+    // The "Forces" view's dock: hidden at start, opened by the "Forces" button beside the tabs.
+    QDockWidget *forcesView() const { return forcesDock; }
 
 private:
     void connectPanels();
     void addSimulatorSetupEntry();
+    void addForcesView();
     void startUpdateCheck();
     void updateCheckFinished();
 
@@ -59,4 +63,5 @@ private:
     QNetworkReply *updateReply = nullptr;
     UpdateDialogRunner runUpdateDialog;
     QPointer<SimulatorSetupDialog> setupDialog; // one at a time; it deletes itself when closed
+    QDockWidget *forcesDock = nullptr;
 };

@@ -17,8 +17,13 @@ CommandLineRequest readCommandLine(const QStringList &arguments, int version) {
                                   QStringLiteral("Displays this help and exits."));
     const QCommandLineOption showVersion(QStringList{QStringLiteral("v"), QStringLiteral("version")},
                                          QStringLiteral("Displays the version and exits."));
+    // Taken by the program itself once it runs (main.cpp); listed here so --help tells of it.
+    const QCommandLineOption record(QStringLiteral("record"),
+                                    QStringLiteral("Also writes everything the simulators send to <FILE>."),
+                                    QStringLiteral("FILE"));
     parser.addOption(help);
     parser.addOption(showVersion);
+    parser.addOption(record);
     // Unknown options make parse() report an error, but the known ones are still taken; the error is
     // ignored on purpose because those arguments belong to QApplication or to nobody.
     parser.parse(arguments);

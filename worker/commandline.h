@@ -3,8 +3,8 @@
 #include <QString>
 #include <QStringList>
 
-// What the program was asked to do by its command line. Only --help and --version are the program's own
-// options; every other argument (Qt's -platform, -style, anything unknown) is left for QApplication and
+// What the program was asked to do by its command line. Only --help and --version are answered here (--record
+// is the running program's, read in main.cpp); every other argument (Qt's -platform, -style, anything unknown) is left for QApplication and
 // otherwise ignored, so a start with arguments behaves as one without.
 struct CommandLineRequest {
     enum Action { Run, ShowHelp, ShowVersion };

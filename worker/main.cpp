@@ -1,7 +1,10 @@
 #include "commandline.h"
+#include "demoprofile.h"
 #include "mainwindow.h"
+#include "telemetryrecorder.h"
 
 #include <QApplication>
+#include <QTextStream>
 #include <cstdio>
 
 int main(int argc, char *argv[]) {
@@ -18,6 +21,19 @@ int main(int argc, char *argv[]) {
 
     // On Linux argv already arrives as UTF-8 bytes; only Windows needs its wide command line converted first.
     QApplication application(argc, argv);
+    // --record FILE: everything the simulators send is also written to FILE (docs/recordings.md).
+    const QStringList applicationArguments = QCoreApplication::arguments();
+    if (const qsizetype record = applicationArguments.indexOf(QStringLiteral("--record")); record > 0) {
+        QString error;
+        if (record + 1 >= applicationArguments.size() ||
+            !TelemetryRecorder::instance().start(applicationArguments.at(record + 1), &error)) {
+            QTextStream(stderr) << "quillar: " << (error.isEmpty() ? QStringLiteral("--record needs a FILE") : error)
+                                << '\n';
+            return 2;
+        }
+    }
+    // Before the window lists the profiles, so a newcomer's demo flight finds its profile.
+    installDemoProfile(QStringLiteral("effect_profiles"));
     auto *window = new MainWindow();
     window->show();
     window->centreOnPrimaryScreen();

@@ -239,9 +239,24 @@ void MainBackgroundThread::onTimout() {
     // snaps back to full. That is the behaviour users know; keep it.
     const Forces forces = applySettingsTransition(calculateForces(position), transitionClock.elapsed(),
                                                   transitionBase);
+    if (forceScope)
+        publishToScope(forces);
 
     writeJoystickDirectControl(forces);
     writeRudderDirectControl(forces);
+}
+
+void MainBackgroundThread::publishToScope(const Forces &forces) {
+    // Whatever telemetry the computation read: a source's record, or the override's while it is on.
+    const Telemetry &telemetry = currentTelemetry();
+    ScopeSample sample;
+    sample.timeMs = now();
+    sample.forces = forces;
+    sample.airspeed = telemetry.getAirspeed();
+    sample.aoa = telemetry.aoa;
+    sample.gForce = telemetry.gForce;
+    // A full ring (a view that stopped reading) drops the sample; the cycle never waits for the view.
+    forceScope->push(sample);
 }
 
 // ---- joystick ----

@@ -2,6 +2,7 @@
 
 #include "devicerecords.h"
 #include "effectsprofile.h"
+#include "forcescope.h"
 #include "forcesrecord.h"
 #include "monotonicclock.h"
 #include "sourcerecords.h"
@@ -33,6 +34,10 @@ public:
     void startCycle();
 
     TelemetryThread *telemetryWorker() const { return telemetryThread; }
+
+    // Every cycle's forces and telemetry also go into `ring` (none: null), for the force scope to read.
+    // Set before the worker moves to its thread; a plain member, so the meta-object stays as it is.
+    void setForceScope(ForceScopeRing *ring) { forceScope = ring; }
 
 signals:
     void telemetryChanged(Telemetry telemetry);
@@ -76,6 +81,7 @@ public slots:
 private:
     const Telemetry &currentTelemetry() const;
     int64_t now() const;
+    void publishToScope(const Forces &forces);
 
     ElapsedClock runClock;
     ElapsedClock transitionClock;
@@ -99,4 +105,5 @@ private:
     CommonTelemetryForceCalculator *commonCalculator = nullptr;
     TelemetryForceCalculator *calculators[Telemetry::SourceCount] = {}; // index n: source n; 0 unused
     TelemetryThread *telemetryThread = nullptr;
+    ForceScopeRing *forceScope = nullptr;
 };

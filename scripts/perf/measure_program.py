@@ -15,7 +15,7 @@ thread's run and wait time, the machine's steal time, an idle recorder's latenes
 
 Writes the figures as JSON (--out) and a short summary on stdout. Every loop is bounded by time.
 
-  measure_program.py --build DIR [--seconds 60] [--strength 50] --out FILE
+  measure_program.py --build DIR [--seconds 60] [--strength 50] [--forces-view] --out FILE
 """
 
 import argparse
@@ -131,6 +131,8 @@ def main():
     parser.add_argument("--strength", type=float, default=50)
     parser.add_argument("--out", required=True)
     parser.add_argument("--keep", action="store_true", help="keep the scratch folders")
+    parser.add_argument("--forces-view", action="store_true",
+                        help="measure with the Forces view open (pressed by the forces-view preload)")
     args = parser.parse_args()
 
     args.build = os.path.abspath(args.build)
@@ -138,6 +140,11 @@ def main():
     if not files:
         return 1
     exe, preload = files
+    if args.forces_view:
+        opener = h.built_files(args.build, "libquillar_forcesview_preload.so")
+        if not opener:
+            return 1
+        preload += " " + opener[1]
 
     scratch, hid_dir, workdir = h.program_scratch("quillar-perf-")
     profile = h.profile_file_name(h.SOURCE_DCS, AIRCRAFT)
@@ -148,7 +155,7 @@ def main():
     process = h.start_program(exe, preload, hid_dir, workdir, os.path.join(scratch, "program.log"))
     tracer, trace_path = h.start_stall_trace(process.pid, scratch)
     sender = None
-    result = {"strength": args.strength, "aircraft": AIRCRAFT}
+    result = {"strength": args.strength, "aircraft": AIRCRAFT, "forces_view": args.forces_view}
     try:
         if not wait_for(lambda: os.path.exists(writes_log) and os.path.getsize(writes_log) > 0, 10):
             raise RuntimeError("the program wrote no report within 10 s")

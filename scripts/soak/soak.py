@@ -325,7 +325,8 @@ def main():
         except (OSError, ValueError, KeyError, TypeError):
             ok = False
         intact.append((os.path.basename(path), ok))
-    stray = sorted(set(os.listdir(folder)) - {name for name, _ in intact})
+    # The demo flight's profile is the program's own, put there at start.
+    stray = sorted(set(os.listdir(folder)) - {name for name, _ in intact} - {"DCS_Quillar_Demo_Trainer.json"})
     saved_profiles = {key for key in last_saved}
     expected_saves = int(total_s / args.save_seconds) - 2
 

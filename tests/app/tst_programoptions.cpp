@@ -44,8 +44,9 @@ const QByteArray ProgramHelp =
     "where the effect profiles are kept.\n"
     "\n"
     "Options:\n"
-    "  -h, --help     Displays this help and exits.\n"
-    "  -v, --version  Displays the version and exits.\n";
+    "  -h, --help       Displays this help and exits.\n"
+    "  -v, --version    Displays the version and exits.\n"
+    "  --record <FILE>  Also writes everything the simulators send to <FILE>.\n";
 } // namespace
 
 class TestProgramOptions : public QObject {

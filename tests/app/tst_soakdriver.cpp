@@ -18,6 +18,8 @@ namespace {
 constexpr quint16 DcsPort = 29778;
 constexpr int InitialRudderSpring = 80;
 const QString ProfileName = QStringLiteral("DCS_F_16C_50.json");
+// The demo flight's profile, which the program puts beside any others at start.
+const QString DemoProfileName = QStringLiteral("DCS_Quillar_Demo_Trainer.json");
 
 QByteArray profile() {
     const QJsonObject rudder{
@@ -87,7 +89,7 @@ private slots:
         QTRY_VERIFY2_WITH_TIMEOUT(readAll(savesLog()).contains("skipped no profile loaded"),
                                   program.readAll().constData(), 60000);
         QVERIFY(savedLines().isEmpty());
-        QCOMPARE(QDir(profilesDirectory()).entryList(QDir::Files), QStringList{ProfileName});
+        QCOMPARE(QDir(profilesDirectory()).entryList(QDir::Files), (QStringList{ProfileName, DemoProfileName}));
     }
 
     void savesTheActivatedProfileThroughTheSaveButton() {
@@ -123,7 +125,7 @@ private slots:
         QCOMPARE(metadata.value("flight_module").toString(), QStringLiteral("F-16C_50"));
         QCOMPARE(metadata.value("comment").toString(), QString());
         QCOMPARE(root.value("effects")["ailerons"]["direct_x"]["trimmer"].toDouble(), 20.0);
-        QCOMPARE(QDir(profilesDirectory()).entryList(QDir::Files), QStringList{ProfileName});
+        QCOMPARE(QDir(profilesDirectory()).entryList(QDir::Files), (QStringList{ProfileName, DemoProfileName}));
     }
 };
 

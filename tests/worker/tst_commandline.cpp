@@ -65,8 +65,9 @@ private slots:
                      "(~/.local/share/vortane-quillar), where the effect profiles are kept.\n"
                      "\n"
                      "Options:\n"
-                     "  -h, --help     Displays this help and exits.\n"
-                     "  -v, --version  Displays the version and exits.\n"));
+                     "  -h, --help       Displays this help and exits.\n"
+                     "  -v, --version    Displays the version and exits.\n"
+                     "  --record <FILE>  Also writes everything the simulators send to <FILE>.\n"));
     }
 
     void otherArgumentsStartTheProgram_data() {
