@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "demoflight.h"
+#include "devicelog.h"
 #include "programlauncher.h"
 #include "telemetryrecording.h"
 
@@ -26,24 +27,9 @@ float floatAt(const QByteArray &bytes, int offset) {
 // Direct-control reports (byte 1 = 0x20) sent to one device, in order.
 QList<QByteArray> directControl(const QString &writesPath, const QByteArray &device) {
     QList<QByteArray> reports;
-    QFile file(writesPath);
-    if (!file.open(QIODevice::ReadOnly))
-        return reports;
-    for (const QByteArray &line : file.readAll().split('\n')) {
-        const QList<QByteArray> parts = line.split(' ');
-        if (parts.size() < 4 || parts[1] != device)
-            continue;
-        const QByteArray bytes = QByteArray::fromHex(parts[2]);
-        if (bytes.size() == 65 && bytes.at(1) == 0x20)
-            reports << bytes;
-    }
+    for (const Write &write : select(readWrites(writesPath), device, 0x20, -1))
+        reports << write.bytes;
     return reports;
-}
-
-bool writeAtomically(const QString &path, const QByteArray &contents) {
-    QFile file(path + QStringLiteral(".new"));
-    return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size() && (file.close(), true) &&
-           QFile::rename(path + QStringLiteral(".new"), path);
 }
 } // namespace
 
