@@ -148,7 +148,12 @@ echo "$out"
 out=$(env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM quillar-launch --version)
 echo "$out"
 [ "$out" = "quillar-launch $version" ] || fail "quillar-launch --version said '$out'"
-for page in quillar quillar-launch; do
+for program in quillar-setup quillar-replay; do
+    out=$(env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM "$program" --version)
+    echo "$out"
+    [ "$out" = "$program $version" ] || fail "$program --version said '$out'"
+done
+for page in quillar quillar-launch quillar-setup quillar-replay; do
     [ "$(man -w "$page")" = "/usr/share/man/man1/$page.1.gz" ] || fail "man cannot find $page"
 done
 
@@ -183,7 +188,15 @@ wait "$program_pid" 2>/dev/null || true
 program_pid=""
 cmp -s /usr/share/vortane-quillar/vortane_logo_icon_inverted.png "$data/vortane_logo_icon_inverted.png" ||
     fail "the launcher did not copy the icon into the data folder"
-profiles_untouched "while the program ran"
+# The program puts the demo flight's profile beside the user's own (never over a file of that name); everything
+# the user had stays as it was. From here on nothing in the folder may change.
+demo_profile=DCS_Quillar_Demo_Trainer.json
+cmp -s "/usr/share/vortane-quillar/effect_profiles/$demo_profile" "$data/effect_profiles/$demo_profile" ||
+    fail "the program did not put the demo profile beside the user's profiles"
+users_own() { grep -v -e '^\. ' -e "$demo_profile"; }
+diff -u <(users_own <"$work/profiles-before.txt") <(snapshot | users_own) ||
+    fail "the user's profiles changed while the program ran"
+snapshot >"$work/profiles-before.txt"
 
 step "Reinstalling (the upgrade path)"
 apt_get install --reinstall "$deb_path"
