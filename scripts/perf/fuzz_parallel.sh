@@ -10,7 +10,7 @@ root="$(cd "$(dirname "$0")/../.." && pwd)"
 seconds="${1:-600}"
 build="${2:-$root/build-perf-fuzz}"
 case "$build" in /*) ;; *) build="$root/$build" ;; esac
-targets=(fuzz_dcs fuzz_il2 fuzz_condor fuzz_warthunder fuzz_profile_reader fuzz_xplane)
+targets=(fuzz_dcs fuzz_il2 fuzz_condor fuzz_warthunder fuzz_profile_reader fuzz_xplane fuzz_simconnect)
 
 CC=clang CXX=clang++ cmake -S "$root" -B "$build" -G Ninja -DQUILLAR_FUZZ=ON -DQUILLAR_SANITIZE=ON \
     -DQUILLAR_BUILD_TESTS=OFF -DCMAKE_BUILD_TYPE=Debug >/dev/null

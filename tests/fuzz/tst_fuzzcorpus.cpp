@@ -6,6 +6,7 @@
 #include "profilereader.h"
 #include "profilestore.h"
 #include "profilewriter.h"
+#include "simconnectwire.h"
 #include "telemetrysourcecondor2.h"
 #include "telemetrysourcedcs.h"
 #include "telemetrysourceshturmovik.h"
@@ -163,6 +164,54 @@ private slots:
         QCOMPARE(record.airspeed, 420.0f);
         QCOMPARE(record.gForce, 2.5f);
         QCOMPARE(record.aoa, 6.5f);
+    }
+
+    // Every stream of the SimConnect corpus walked message by message as the client walks it, each message in
+    // a buffer of exactly its size; then a whole data message still decodes to its request and block.
+    void simconnectStreams() {
+        const QList<QByteArray> inputs = inputsOf(QStringLiteral("fuzz_simconnect"));
+        QVERIFY2(!inputs.isEmpty(), "no SimConnect corpus");
+        int messages = 0;
+        for (const QByteArray &input : inputs) {
+            const auto *bytes = reinterpret_cast<const unsigned char *>(input.constData());
+            std::size_t offset = 0;
+            uint32_t size = 0;
+            while (SimConnectWire::inspectFrame(bytes + offset, std::size_t(input.size()) - offset, size) ==
+                   SimConnectWire::Frame::Complete) {
+                const QByteArray whole = input.mid(qsizetype(offset), qsizetype(size));
+                SimConnectMessage message;
+                SimConnectWire::decodeMessage(reinterpret_cast<const unsigned char *>(whole.constData()), size,
+                                              message);
+                QVERIFY(message.size <= size);
+                offset += size;
+                ++messages;
+            }
+        }
+        QVERIFY(messages > 0);
+
+        QByteArray data;
+        auto word = [&data](quint32 value) {
+            char bytes[4];
+            qToLittleEndian(value, bytes);
+            data.append(bytes, 4);
+        };
+        word(12 + 28 + 400);
+        word(5);
+        word(SimConnectMessage::IdSimObjectDataByType);
+        for (quint32 value : {0u, 1u, 0u, 0u, 1u, 1u, 19u}) // request 0, user object, definition 0, …
+            word(value);
+        data.append(QByteArray(400, 'b'));
+        uint32_t size = 0;
+        QCOMPARE(SimConnectWire::inspectFrame(reinterpret_cast<const unsigned char *>(data.constData()),
+                                              std::size_t(data.size()), size),
+                 SimConnectWire::Frame::Complete);
+        QCOMPARE(size, uint32_t(440));
+        SimConnectMessage message;
+        SimConnectWire::decodeMessage(reinterpret_cast<const unsigned char *>(data.constData()), size, message);
+        QCOMPARE(message.id, SimConnectMessage::IdSimObjectDataByType);
+        QCOMPARE(message.requestId, uint32_t(0));
+        QCOMPARE(message.size, std::size_t(400));
+        QCOMPARE(int(message.data[399]), int('b'));
     }
 
     void xplaneReplies() {
