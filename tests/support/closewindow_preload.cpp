@@ -8,6 +8,8 @@
 // Log line, CLOCK_MONOTONIC microseconds like the hidapi double's logs:
 //   <µs> closing <class name of the window's widget>
 
+#include "preloadwidgets.h"
+
 #include <QApplication>
 #include <QCloseEvent>
 #include <QCoreApplication>
@@ -16,15 +18,8 @@
 #include <QWidget>
 #include <QWindow>
 
-#include <ctime>
 
 namespace {
-
-qint64 monotonicMicros() {
-    timespec ts{};
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return qint64(ts.tv_sec) * 1000000 + ts.tv_nsec / 1000;
-}
 
 class WindowCloser : public QObject {
 public:

@@ -10,6 +10,8 @@
 //   <µs> saved source=<game combo index> module=<flight module> rudder_spring=<value>
 //   <µs> skipped <why>
 
+#include "preloadwidgets.h"
+
 #include <QApplication>
 #include <QComboBox>
 #include <QCoreApplication>
@@ -19,25 +21,8 @@
 #include <QSpinBox>
 #include <QTimer>
 
-#include <ctime>
 
 namespace {
-
-qint64 monotonicMicros() {
-    timespec ts{};
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return qint64(ts.tv_sec) * 1000000 + ts.tv_nsec / 1000;
-}
-
-template <typename Widget> Widget *widgetNamed(const QString &name) {
-    for (QWidget *widget : QApplication::allWidgets()) {
-        if (widget->objectName() == name) {
-            if (auto *typed = qobject_cast<Widget *>(widget))
-                return typed;
-        }
-    }
-    return nullptr;
-}
 
 class ProfileSaver : public QObject {
 public:

@@ -8,6 +8,8 @@
 //   <µs>\tsource=<telemetry_data_source>\tmodule=<flight_module>\tgame=<game_combo
 //   index>\tprofile=<flight_module_input>
 
+#include "preloadwidgets.h"
+
 #include <QApplication>
 #include <QComboBox>
 #include <QCoreApplication>
@@ -15,25 +17,8 @@
 #include <QLineEdit>
 #include <QTimer>
 
-#include <ctime>
 
 namespace {
-
-qint64 monotonicMicros() {
-    timespec ts{};
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return qint64(ts.tv_sec) * 1000000 + ts.tv_nsec / 1000;
-}
-
-template <typename Widget> Widget *widgetNamed(const QString &name) {
-    for (QWidget *widget : QApplication::allWidgets()) {
-        if (widget->objectName() == name) {
-            if (auto *typed = qobject_cast<Widget *>(widget))
-                return typed;
-        }
-    }
-    return nullptr;
-}
 
 class StatusProbe : public QObject {
 public:
