@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (XPlane::decodeReply(QByteArray(reinterpret_cast<const char *>(data), qsizetype(size)), state)) {
         XPlane::fillRecord(state, record);
         (void)state.flightModule();
-        (void)state.complete();
+        (void)state.valuesComplete();
     }
     return 0;
 }

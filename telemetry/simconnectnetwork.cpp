@@ -6,15 +6,33 @@
 #include <QTcpSocket>
 #include <cstring>
 
+#if defined(Q_OS_WIN)
+#include <winsock2.h>
+#include <mstcpip.h>
+#include <ws2tcpip.h>
+#elif defined(Q_OS_UNIX)
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#endif
+
 Q_LOGGING_CATEGORY(lcMsfs, "quillar.telemetry.msfs")
 
 namespace {
 // Bytes taken from the socket but not yet handed out. One message is handed out per tick, so a server that
 // sends faster than that is held back by TCP itself instead of by our memory.
 constexpr qsizetype MaxReceived = 2 * qsizetype(SimConnectWire::MaxMessageSize);
+
+QAbstractSocket::NetworkLayerProtocol family(SimConnectProtocol protocol) {
+    return protocol == SimConnectProtocol::IPv6 ? QAbstractSocket::IPv6Protocol : QAbstractSocket::IPv4Protocol;
+}
 } // namespace
 
-SimConnectNetworkClient::SimConnectNetworkClient(const SimConnectEndpoint &endpoint) : endpoint(endpoint) {}
+SimConnectNetworkClient::SimConnectNetworkClient(const SimConnectEndpoint &endpoint)
+    : SimConnectNetworkClient(std::vector<SimConnectEndpoint>{endpoint}) {}
+
+SimConnectNetworkClient::SimConnectNetworkClient(std::vector<SimConnectEndpoint> endpoints)
+    : endpoints(endpoints.empty() ? defaultSimConnectEndpoints() : std::move(endpoints)) {}
 
 SimConnectNetworkClient::~SimConnectNetworkClient() {
     dropSocket();
@@ -87,23 +105,43 @@ bool SimConnectNetworkClient::getNextMessage(SimConnectMessage &message) {
     switch (SimConnectWire::inspectFrame(bytes, std::size_t(received.size()), size)) {
     case SimConnectWire::Frame::Complete:
         return deliver(bytes, size, message);
-    case SimConnectWire::Frame::Invalid:
-        qCWarning(lcMsfs) << "SimConnect server at" << endpoint.address << endpoint.port
-                          << "sent a message size of" << size << "bytes; closing the connection";
+    case SimConnectWire::Frame::Invalid: {
+        const QString where = currentEndpoint().toString();
+        if (!serverAnswered) {
+            // Something else listens there (a web server, another program's service): said once, not on
+            // every attempt.
+            logOnce(QStringLiteral("not SimConnect"),
+                    QStringLiteral("the service at %1 is not SimConnect (it sent a message size of %2 bytes); "
+                                   "trying again every second")
+                        .arg(where)
+                        .arg(size));
+        } else {
+            qCWarning(lcMsfs).noquote()
+                << QStringLiteral("SimConnect server at %1 sent a message size of %2 bytes; closing the connection")
+                       .arg(where)
+                       .arg(size);
+        }
         if (loseConnection("its stream was not SimConnect's")) {
             message = SimConnectMessage();
             message.id = SimConnectMessage::IdQuit;
             return true;
         }
         return false;
+    }
     case SimConnectWire::Frame::Incomplete:
         break;
     }
     // Whatever is left of a closed connection can never complete.
-    if (peerGone && loseConnection("the server closed the connection")) {
-        message = SimConnectMessage();
-        message.id = SimConnectMessage::IdQuit;
-        return true;
+    if (peerGone) {
+        const bool closed = socket->error() == QAbstractSocket::RemoteHostClosedError;
+        const QByteArray reason =
+            closed ? QByteArray("the server closed the connection")
+                   : "no answer from the simulator's machine (" + socket->errorString().toUtf8() + ')';
+        if (loseConnection(reason.constData())) {
+            message = SimConnectMessage();
+            message.id = SimConnectMessage::IdQuit;
+            return true;
+        }
     }
     return false;
 }
@@ -113,14 +151,19 @@ bool SimConnectNetworkClient::deliver(const unsigned char *bytes, std::size_t si
     std::memcpy(delivered.get(), bytes, size);
     received.remove(0, qsizetype(size));
     SimConnectWire::decodeMessage(delivered.get(), size, message);
-    serverAnswered = true;
+    if (!serverAnswered) {
+        serverAnswered = true;
+        // A connection that works: whatever failed before may be said again should it fail anew.
+        logged.clear();
+        qCInfo(lcMsfs).noquote() << QStringLiteral("connected to SimConnect at %1").arg(currentEndpoint().toString());
+    }
 
     if (message.id == SimConnectWire::IdException && size >= SimConnectWire::ReceiveHeaderSize + 8) {
         qCDebug(lcMsfs) << "SimConnect exception" << SimConnectWire::readUint32(delivered.get() + 12)
                         << "for packet" << SimConnectWire::readUint32(delivered.get() + 16);
     } else if (message.id == SimConnectMessage::IdQuit) {
         // The simulator is going away: it is not waited for again.
-        qCInfo(lcMsfs) << "SimConnect server at" << endpoint.address << endpoint.port << "quit";
+        qCInfo(lcMsfs).noquote() << QStringLiteral("SimConnect server at %1 quit").arg(currentEndpoint().toString());
         dropSocket();
         state = State::Finished;
     }
@@ -130,6 +173,14 @@ bool SimConnectNetworkClient::deliver(const unsigned char *bytes, std::size_t si
 void SimConnectNetworkClient::close() {
     dropSocket();
     state = State::Finished;
+}
+
+void SimConnectNetworkClient::logOnce(const QString &kind, const QString &text) {
+    const QString key = currentEndpoint().toString() + QLatin1Char(' ') + kind;
+    if (logged.value(key) == text)
+        return;
+    logged.insert(key, text);
+    qCInfo(lcMsfs).noquote() << text;
 }
 
 // Moves the connection on by what has happened since the last call.
@@ -142,23 +193,45 @@ void SimConnectNetworkClient::advance() {
         if (attemptClock.elapsed() >= ReconnectIntervalMs)
             startAttempt();
         return;
-    case State::Connecting:
+    case State::Connecting: {
         if (socket->state() == QAbstractSocket::ConnectedState) {
             onConnected();
-        } else if (socket->state() == QAbstractSocket::UnconnectedState ||
-                   attemptClock.elapsed() >= ConnectTimeoutMs) {
-            // Once per kind of failure, not once a second for as long as the simulator is not running.
-            const QString failure = socket->errorString();
-            if (failure != lastFailure)
-                qCDebug(lcMsfs) << "no SimConnect server at" << endpoint.address << endpoint.port << ":" << failure;
-            lastFailure = failure;
-            dropSocket();
-            state = State::Waiting;
+            return;
         }
+        const bool failed = socket->state() == QAbstractSocket::UnconnectedState;
+        if (!failed && attemptClock.elapsed() < ConnectTimeoutMs)
+            return;
+        const QString where = currentEndpoint().toString();
+        // Once per endpoint and kind of failure, not once a second for as long as the simulator is not running.
+        const QString failure =
+            failed ? socket->errorString()
+                   : QStringLiteral("no answer within 5 s (firewall, or nothing listening at %1?)").arg(where);
+        logOnce(QStringLiteral("connect"), QStringLiteral("no SimConnect server at %1: %2").arg(where, failure));
+        dropSocket();
+        state = State::Waiting;
+        current = (current + 1) % endpoints.size();
         return;
+    }
     case State::Connected:
-        if (socket->state() != QAbstractSocket::ConnectedState)
+        if (socket->state() != QAbstractSocket::ConnectedState) {
             peerGone = true;
+        } else if (!serverAnswered && connectedClock.elapsed() >= OpenTimeoutMs) {
+            // Accepted, but nothing came back: a service that is not SimConnect, or a simulator that hangs.
+            readAvailable();
+            uint32_t size = 0;
+            if (SimConnectWire::inspectFrame(reinterpret_cast<const unsigned char *>(received.constData()),
+                                             std::size_t(received.size()),
+                                             size) != SimConnectWire::Frame::Incomplete)
+                return; // an answer is waiting to be handed out
+            logOnce(QStringLiteral("open"),
+                    QStringLiteral("no answer to the open from %1 within 10 s; closing the connection and trying "
+                                   "again")
+                        .arg(currentEndpoint().toString()));
+            dropSocket();
+            received.clear();
+            state = State::Waiting;
+            current = (current + 1) % endpoints.size();
+        }
         return;
     }
 }
@@ -172,20 +245,66 @@ void SimConnectNetworkClient::startAttempt() {
     // and polled from another, and a socket belongs to the thread that makes it.
     socket = std::make_unique<QTcpSocket>();
     socket->setReadBufferSize(SimConnectWire::MaxMessageSize);
-    socket->connectToHost(endpoint.address, endpoint.port);
+    const SimConnectEndpoint &endpoint = currentEndpoint();
+    // A host name is resolved to the configured family only.
+    socket->connectToHost(endpoint.address, endpoint.port, QIODevice::ReadWrite, family(endpoint.protocol));
 }
 
 void SimConnectNetworkClient::onConnected() {
     state = State::Connected;
-    lastFailure.clear();
+    connectedClock.start();
     serverAnswered = false;
     peerGone = false;
     received.clear();
     nextSendNumber = 0;
-    qCInfo(lcMsfs) << "connected to SimConnect at" << endpoint.address << endpoint.port;
+    switchOnKeepAlive();
+    qCDebug(lcMsfs).noquote() << QStringLiteral("TCP connection to %1 made; opening SimConnect")
+                                     .arg(currentEndpoint().toString());
     send(SimConnectWire::openPacket(clientName.constData(), 0));
     for (const QByteArray &packet : remembered)
         send(packet);
+}
+
+void SimConnectNetworkClient::switchOnKeepAlive() {
+    socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
+    const qintptr descriptor = socket->socketDescriptor();
+    if (descriptor == -1)
+        return;
+#if defined(Q_OS_WIN)
+    // Windows takes idle time and interval in one call and sends 10 probes; TCP_MAXRT bounds unacknowledged
+    // data where the system knows it.
+    tcp_keepalive values = {};
+    values.onoff = 1;
+    values.keepalivetime = KeepAliveIdleS * 1000;
+    values.keepaliveinterval = KeepAliveIntervalS * 1000;
+    DWORD returned = 0;
+    WSAIoctl(SOCKET(descriptor), SIO_KEEPALIVE_VALS, &values, sizeof values, nullptr, 0, &returned, nullptr,
+             nullptr);
+#ifdef TCP_MAXRT
+    const DWORD maxRetransmitS = UserTimeoutMs / 1000;
+    setsockopt(SOCKET(descriptor), IPPROTO_TCP, TCP_MAXRT, reinterpret_cast<const char *>(&maxRetransmitS),
+               sizeof maxRetransmitS);
+#endif
+#elif defined(Q_OS_UNIX)
+    // Options this system lacks are left at its defaults: keepalive itself is on either way.
+    const int fd = int(descriptor);
+#ifdef TCP_KEEPIDLE
+    const int idle = KeepAliveIdleS;
+    setsockopt(fd, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
+#endif
+#ifdef TCP_KEEPINTVL
+    const int interval = KeepAliveIntervalS;
+    setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &interval, sizeof interval);
+#endif
+#ifdef TCP_KEEPCNT
+    const int count = KeepAliveCount;
+    setsockopt(fd, IPPROTO_TCP, TCP_KEEPCNT, &count, sizeof count);
+#endif
+#ifdef TCP_USER_TIMEOUT
+    const unsigned int userTimeout = UserTimeoutMs;
+    setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &userTimeout, sizeof userTimeout);
+#endif
+#endif
 }
 
 void SimConnectNetworkClient::readAvailable() {
@@ -198,13 +317,21 @@ void SimConnectNetworkClient::readAvailable() {
 }
 
 bool SimConnectNetworkClient::loseConnection(const char *reason) {
-    qCInfo(lcMsfs) << "SimConnect connection to" << endpoint.address << endpoint.port << "lost:" << reason
-                   << "- reconnecting";
+    const bool owed = serverAnswered;
+    if (owed)
+        qCInfo(lcMsfs).noquote() << QStringLiteral("SimConnect connection to %1 lost: %2 - reconnecting")
+                                        .arg(currentEndpoint().toString(), QString::fromUtf8(reason));
+    else
+        logOnce(QStringLiteral("lost"), QStringLiteral("SimConnect connection to %1 ended before the server "
+                                                       "answered: %2")
+                                            .arg(currentEndpoint().toString(), QString::fromUtf8(reason)));
     dropSocket();
     received.clear();
     state = State::Waiting;
-    const bool owed = serverAnswered;
     serverAnswered = false;
+    // A connection that had worked is tried again first; one that never answered gives way to the next.
+    if (!owed)
+        current = (current + 1) % endpoints.size();
     return owed;
 }
 

@@ -5,6 +5,7 @@
 #include "simconnectseam.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QString>
 #include <cstdint>
 #include <memory>
@@ -27,14 +28,31 @@ class QTcpSocket;
 //   quit message of our own making, so it ends its telemetry as for a quit, and a new connection is tried.
 // - The simulator's own quit message is passed on and ends the connection for good: the source does not
 //   reconnect after a quit, and neither does this client.
-// - Connection attempts start at most once per second, and one still pending after five seconds is given up.
+// - Connection attempts start at most once per second, going through the endpoints in turn (after a lost
+//   connection, starting again with the one that had worked). One still pending after five seconds is given
+//   up; a connection on which no answer to the open arrives within ten seconds is closed and tried again.
+// - TCP keepalive watches an established connection (idle 5 s, then a probe a second, 5 probes, and at most
+//   10 s for anything sent to go unacknowledged): a peer that vanished (power, sleep, Wi-Fi) is lost within
+//   about 11 s, as if it had closed the connection. A simulator that merely sends nothing (paused, loading)
+//   still acknowledges the probes and is never lost.
+// - What cannot be helped is logged once per endpoint and kind until a connection succeeds, not every
+//   second.
 // Nothing here runs by itself: each getNextMessage moves the connection on and hands out at most one message.
 class SimConnectNetworkClient final : public SimConnectSeam {
 public:
     static constexpr int64_t ReconnectIntervalMs = 1000;
     static constexpr int64_t ConnectTimeoutMs = 5000;
+    static constexpr int64_t OpenTimeoutMs = 10000;
+    // The keepalive settings; a vanished peer is noticed after at most KeepAliveIdleS +
+    // KeepAliveCount * KeepAliveIntervalS seconds of silence, or UserTimeoutMs of unacknowledged data.
+    static constexpr int KeepAliveIdleS = 5;
+    static constexpr int KeepAliveIntervalS = 1;
+    static constexpr int KeepAliveCount = 5;
+    static constexpr int UserTimeoutMs = 10000;
 
     explicit SimConnectNetworkClient(const SimConnectEndpoint &endpoint);
+    // Tries the endpoints in turn, one attempt a second (an empty list: the defaults).
+    explicit SimConnectNetworkClient(std::vector<SimConnectEndpoint> endpoints);
     ~SimConnectNetworkClient() override;
 
     bool open(const char *clientName) override;
@@ -50,6 +68,8 @@ public:
     int connectionAttempts() const { return attempts; }
     bool isConnected() const { return state == State::Connected; }
     bool isConnecting() const { return state == State::Connecting; }
+    // The endpoint the current or next attempt is for.
+    const SimConnectEndpoint &currentEndpoint() const { return endpoints[current]; }
 
 private:
     enum class State { NotOpened, Connecting, Connected, Waiting, Finished };
@@ -64,14 +84,20 @@ private:
     void remember(QByteArray packet, bool isRequest, uint32_t requestId);
     bool deliver(const unsigned char *bytes, std::size_t size, SimConnectMessage &message);
     void dropSocket();
+    void switchOnKeepAlive();
+    // Logs `text` at info level unless this endpoint has already said exactly it since the last success.
+    void logOnce(const QString &kind, const QString &text);
 
-    const SimConnectEndpoint endpoint;
+    std::vector<SimConnectEndpoint> endpoints;
+    std::size_t current = 0;
     QByteArray clientName;
     State state = State::NotOpened;
     std::unique_ptr<QTcpSocket> socket;
     ElapsedClock attemptClock;
+    ElapsedClock connectedClock; // since the TCP connection was made
     int attempts = 0;
-    QString lastFailure; // the last failed attempt's reason, so a run of equal failures is logged once
+    // Per endpoint and kind, what was last logged, so a run of equal failures is logged once.
+    QHash<QString, QString> logged;
     uint32_t nextSendNumber = 0;
     bool serverAnswered = false;
     bool peerGone = false;

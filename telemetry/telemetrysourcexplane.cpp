@@ -3,10 +3,12 @@
 #include "telemetryrecorder.h"
 #include "telemetrysourceudp.h" // MaxDatagramsPerPoll, the bound every UDP source keeps to
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QThread>
 #include <QUdpSocket>
 #include <QtEndian>
 
@@ -28,19 +30,66 @@ constexpr int PairSize = 8;   // int32 index, float32 value
 constexpr int PathSize = 400;
 static_assert(HeaderSize + 4 + 4 + PathSize == XPlane::RequestSize);
 
-const char *const valueDatarefs[XPlane::ValueCount] = {
-    "sim/flightmodel/position/indicated_airspeed",
-    "sim/flightmodel/position/alpha",
-    "sim/flightmodel/position/beta",
-    "sim/flightmodel/position/vh_ind",
-    "sim/flightmodel/position/P",
-    "sim/flightmodel/forces/g_nrml",
-    "sim/cockpit2/engine/actuators/throttle_ratio_all",
-    "sim/flightmodel2/gear/deploy_ratio[0]",
-    "sim/flightmodel2/controls/flap_handle_deploy_ratio",
-    "sim/flightmodel2/controls/speedbrake_ratio",
-    "sim/flightmodel/failures/onground_any",
+// What each index asks for, in index order: a row of `count` indexes is one dataref, or, when `count` is
+// more than 1, that many elements of an array dataref ("path[0]", "path[1]", ...). New rows go at the end.
+enum class Kind { Value, NameByte };
+struct Row {
+    const char *dataref;
+    int count;
+    Kind kind;
 };
+constexpr Row layout[] = {
+    {"sim/flightmodel/position/indicated_airspeed", 1, Kind::Value},
+    {"sim/flightmodel/position/alpha", 1, Kind::Value},
+    {"sim/flightmodel/position/beta", 1, Kind::Value},
+    {"sim/flightmodel/position/vh_ind", 1, Kind::Value},
+    {"sim/flightmodel/position/P", 1, Kind::Value},
+    {"sim/flightmodel/forces/g_nrml", 1, Kind::Value},
+    {"sim/cockpit2/engine/actuators/throttle_ratio_all", 1, Kind::Value},
+    {"sim/flightmodel2/gear/deploy_ratio[0]", 1, Kind::Value},
+    {"sim/flightmodel2/controls/flap_handle_deploy_ratio", 1, Kind::Value},
+    // The surfaces' extension, 0..1. The -0.5 of an armed speedbrake is the handle's
+    // (sim/cockpit2/controls/speedbrake_ratio), not this one's.
+    {"sim/flightmodel2/controls/speedbrake_ratio", 1, Kind::Value},
+    {"sim/flightmodel/failures/onground_any", 1, Kind::Value},
+    {"sim/aircraft/view/acf_ui_name", XPlane::NameLength, Kind::NameByte},
+    {"sim/aircraft/view/acf_descrip", XPlane::NameLength, Kind::NameByte},
+};
+
+constexpr int layoutSize() {
+    int size = 0;
+    for (const Row &row : layout)
+        size += row.count;
+    return size;
+}
+static_assert(layoutSize() == XPlane::SubscriptionCount, "every index has its row");
+
+// The row holding `index`, and the index's place in it; null outside the layout.
+const Row *rowOf(int index, int *element) {
+    if (index < 0)
+        return nullptr;
+    for (const Row &row : layout) {
+        if (index < row.count) {
+            *element = index;
+            return &row;
+        }
+        index -= row.count;
+    }
+    return nullptr;
+}
+
+// The length of `bytes` without a trailing UTF-8 sequence that the end cuts short.
+int withoutCutCharacter(const unsigned char *bytes, int length) {
+    int continuation = 0;
+    while (continuation < 3 && continuation < length && (bytes[length - 1 - continuation] & 0xC0) == 0x80)
+        ++continuation;
+    const int leadAt = length - 1 - continuation;
+    if (leadAt < 0)
+        return length;
+    const unsigned char lead = bytes[leadAt];
+    const int needed = (lead & 0xE0) == 0xC0 ? 2 : (lead & 0xF0) == 0xE0 ? 3 : (lead & 0xF8) == 0xF0 ? 4 : 1;
+    return needed > continuation + 1 ? leadAt : length;
+}
 
 void appendLittleEndian(QByteArray &bytes, qint32 value) {
     char raw[4];
@@ -66,11 +115,13 @@ bool validPort(const QString &text, quint16 *port) {
 namespace XPlane {
 
 QByteArray dataref(int index) {
-    if (index >= 0 && index < ValueCount)
-        return QByteArray(valueDatarefs[index]);
-    if (index >= NameFirstIndex && index < SubscriptionCount)
-        return "sim/aircraft/view/acf_ui_name[" + QByteArray::number(index - NameFirstIndex) + ']';
-    return QByteArray();
+    int element = 0;
+    const Row *row = rowOf(index, &element);
+    if (!row)
+        return QByteArray();
+    if (row->count == 1)
+        return QByteArray(row->dataref);
+    return QByteArray(row->dataref) + '[' + QByteArray::number(element) + ']';
 }
 
 QByteArray subscriptionRequest(int index, qint32 frequency) {
@@ -84,18 +135,41 @@ QByteArray subscriptionRequest(int index, qint32 frequency) {
     return request;
 }
 
-bool ReplyState::complete() const {
-    for (bool value : received) {
-        if (!value)
+bool ReplyState::valuesComplete() const {
+    for (int index = 0; index < ValueCount; ++index) {
+        if (!received[index])
             return false;
     }
     return true;
 }
 
+bool ReplyState::nameComplete(int firstIndex) const {
+    for (int index = firstIndex; index < firstIndex + NameLength; ++index) {
+        if (!received[index])
+            return false;
+    }
+    return true;
+}
+
+QString ReplyState::name(int firstIndex) const {
+    unsigned char bytes[NameLength];
+    int length = 0;
+    while (length < NameLength && values[firstIndex + length] != 0) {
+        bytes[length] = static_cast<unsigned char>(values[firstIndex + length]);
+        ++length;
+    }
+    if (length == NameLength)
+        length = withoutCutCharacter(bytes, length);
+    return QString::fromUtf8(reinterpret_cast<const char *>(bytes), length);
+}
+
 QString ReplyState::flightModule() const {
-    const void *end = std::memchr(name, 0, NameLength);
-    const int length = end ? int(static_cast<const unsigned char *>(end) - name) : NameLength;
-    return QString::fromUtf8(reinterpret_cast<const char *>(name), length);
+    if (nameComplete(UiNameFirstIndex)) {
+        const QString uiName = name(UiNameFirstIndex);
+        if (!uiName.isEmpty())
+            return uiName;
+    }
+    return name(DescripFirstIndex);
 }
 
 bool decodeReply(const QByteArray &datagram, ReplyState &state) {
@@ -110,16 +184,17 @@ bool decodeReply(const QByteArray &datagram, ReplyState &state) {
         std::memcpy(&value, &bits, sizeof value);
         if (!std::isfinite(value))
             continue; // the last good reading stands
-        if (index >= 0 && index < ValueCount) {
-            state.values[index] = value;
-        } else if (index >= NameFirstIndex && index < SubscriptionCount) {
-            // One byte of the name as a number; X-Plane may hand bytes above 127 over as negative chars.
+        int element = 0;
+        const Row *row = rowOf(index, &element);
+        if (!row)
+            continue;
+        if (row->kind == Kind::NameByte) {
+            // One byte of a name as a number; X-Plane may hand bytes above 127 over as negative chars.
             if (value <= -129 || value >= 256)
                 continue;
-            state.name[index - NameFirstIndex] = static_cast<unsigned char>(int(value) & 0xff);
-        } else {
-            continue;
+            value = float(int(value) & 0xff);
         }
+        state.values[index] = value;
         state.received[index] = true;
     }
     return true;
@@ -136,7 +211,7 @@ void fillRecord(const ReplyState &state, XPlaneTelemetry &record) {
     record.propAirflow = toRecordValue(double(v[Throttle]) * 100);
     record.gear = toRecordValue(double(v[Gear]) * 100);
     record.flaps = toRecordValue(double(v[Flaps]) * 100);
-    // Negative while armed: an armed speedbrake is still retracted.
+    // The surfaces' extension is 0..1; anything outside is held to it.
     const float speedbrake = v[Speedbrake] < 0 ? 0 : (v[Speedbrake] > 1 ? 1 : v[Speedbrake]);
     record.airbrake = speedbrake * 100;
     record.onGround = v[OnGround] >= 0.5f;
@@ -198,10 +273,53 @@ TelemetrySourceXPlane::TelemetrySourceXPlane(QObject *parent, const XPlane::Endp
     socket = new QUdpSocket(this);
     // X-Plane answers to the address and port a subscription came from, so one socket both asks and listens.
     socket->bind(QHostAddress::Any, 0);
+    // The program's threads are never stopped, so this source is never destroyed: quitting is when X-Plane
+    // is told to stop streaming. The signal comes on the main thread; the socket is used on this source's
+    // own, which runs the stop while the main thread waits.
+    if (QCoreApplication *application = QCoreApplication::instance()) {
+        connect(
+            application, &QCoreApplication::aboutToQuit, this,
+            [this] {
+                if (QThread::currentThread() == thread() || !thread()->isRunning())
+                    stop();
+                else
+                    QMetaObject::invokeMethod(this, &TelemetrySourceXPlane::stop, Qt::BlockingQueuedConnection);
+            },
+            Qt::DirectConnection);
+    }
+}
+
+TelemetrySourceXPlane::~TelemetrySourceXPlane() {
+    unsubscribe();
 }
 
 quint16 TelemetrySourceXPlane::localPort() const {
     return socket->localPort();
+}
+
+void TelemetrySourceXPlane::setEndpoint(const XPlane::Endpoint &endpoint) {
+    unsubscribe();
+    if (active)
+        end();
+    state.clear();
+    firstReplyTimer.invalidate();
+    lastSubscriptionTimer.invalidate();
+    xplane = endpoint;
+    stopped = false;
+}
+
+void TelemetrySourceXPlane::stop() {
+    unsubscribe();
+    stopped = true;
+}
+
+void TelemetrySourceXPlane::unsubscribe() {
+    if (!subscribed)
+        return;
+    subscribed = false;
+    // Sent even when nothing ever answered: a subscription may have arrived while its replies were lost.
+    for (int index = 0; index < XPlane::SubscriptionCount; ++index)
+        socket->writeDatagram(XPlane::subscriptionRequest(index, 0), xplane.host, xplane.port);
 }
 
 void TelemetrySourceXPlane::subscribeWhenDue() {
@@ -209,6 +327,7 @@ void TelemetrySourceXPlane::subscribeWhenDue() {
     if (lastSubscriptionTimer.isValid() && lastSubscriptionTimer.elapsed() < interval)
         return;
     lastSubscriptionTimer.restart();
+    subscribed = true;
     // Failures (no route, X-Plane's machine unreachable) are not reported: the next round tries again.
     for (int index = 0; index < XPlane::SubscriptionCount; ++index)
         socket->writeDatagram(XPlane::subscriptionRequest(index), xplane.host, xplane.port);
@@ -236,6 +355,14 @@ bool TelemetrySourceXPlane::readReplies() {
     return replied;
 }
 
+// X-Plane 11 does not know acf_ui_name and answers it with zeros or not at all, so it is waited for only
+// briefly; the flight values and acf_descrip are known to both versions and always waited for.
+bool TelemetrySourceXPlane::readyToDeclare() const {
+    if (!state.valuesComplete() || !state.nameComplete(XPlane::DescripFirstIndex))
+        return false;
+    return state.nameComplete(XPlane::UiNameFirstIndex) || firstReplyTimer.elapsed() >= XPlane::UiNameWaitMs;
+}
+
 void TelemetrySourceXPlane::end() {
     emit telemetryChanged(idleTelemetry);
     emit telemetryEnded();
@@ -243,24 +370,35 @@ void TelemetrySourceXPlane::end() {
     // Whatever answers next (X-Plane restarted, another aircraft) must tell everything again before it
     // counts, and gets asked at once.
     state.clear();
+    firstReplyTimer.invalidate();
     declaredName.clear();
     nameOfLastTick.clear();
     lastSubscriptionTimer.invalidate();
 }
 
 void TelemetrySourceXPlane::poll() {
-    subscribeWhenDue();
-    if (!readReplies()) {
-        if (active && lastReplyTimer.hasExpired(EndAfterSilenceMs))
-            end();
+    if (stopped)
         return;
+    subscribeWhenDue();
+    const bool replied = readReplies();
+    if (replied) {
+        lastReplyTimer.restart();
+        if (!firstReplyTimer.isValid())
+            firstReplyTimer.start();
     }
-    lastReplyTimer.restart();
 
-    const QString name = state.flightModule();
     if (!active) {
+        if (!firstReplyTimer.isValid())
+            return;
+        if (lastReplyTimer.hasExpired(EndAfterSilenceMs)) {
+            // Fell silent before it was whole: the next answer starts over.
+            state.clear();
+            firstReplyTimer.invalidate();
+            return;
+        }
         // Declared only once every value and a name are known, so the first record is a whole one.
-        if (!state.complete() || name.isEmpty())
+        const QString name = state.flightModule();
+        if (!readyToDeclare() || name.isEmpty())
             return;
         fillRecord(state, telemetry); // the touch-down test needs the state at the start
         active = true;
@@ -269,8 +407,15 @@ void TelemetrySourceXPlane::poll() {
         return;
     }
 
+    if (!replied) {
+        if (lastReplyTimer.hasExpired(EndAfterSilenceMs))
+            end();
+        return;
+    }
+
     // Another aircraft: declared again so its profile can follow. The name's bytes may be split over
     // replies of two ticks, so a name counts once two ticks in a row have read it.
+    const QString name = state.flightModule();
     if (!name.isEmpty() && name != declaredName && name == nameOfLastTick) {
         declaredName = name;
         emit telemetrySourceChanged(Telemetry::TELEMETRY_SOURCE_XPLANE, name);

@@ -13,7 +13,9 @@ class QUdpSocket;
 // X-Plane 11 and 12 through the simulator's built-in UDP interface: one "RREF" subscription per value, which
 // X-Plane answers with (index, value) pairs at the requested rate to the address and port that asked.
 namespace XPlane {
-// Indexes of our subscriptions: the flight values first, then one per byte of the aircraft's name.
+// Indexes of our subscriptions, laid out by the table in telemetrysourcexplane.cpp: the flight values
+// first, then one per byte of the aircraft's two names. Later subscriptions are appended after the last
+// index, so every index once handed out keeps its meaning.
 enum Value {
     IndicatedAirspeed, // knots
     Alpha,             // degrees
@@ -24,13 +26,21 @@ enum Value {
     Throttle,          // 0..1
     Gear,              // 0..1
     Flaps,             // 0..1
-    Speedbrake,        // 0..1, negative while armed
+    Speedbrake,        // 0..1, the surfaces' extension
     OnGround,          // 0 or 1
     ValueCount
 };
 constexpr int NameLength = 64;
-constexpr int NameFirstIndex = ValueCount;
-constexpr int SubscriptionCount = ValueCount + NameLength;
+// sim/aircraft/view/acf_ui_name[0..63]: the name X-Plane 12 shows; X-Plane 11 does not know it.
+constexpr int UiNameFirstIndex = ValueCount;
+constexpr int NameFirstIndex = UiNameFirstIndex;
+// sim/aircraft/view/acf_descrip[0..63]: the aircraft's description, in X-Plane 11 and 12.
+constexpr int DescripFirstIndex = UiNameFirstIndex + NameLength;
+constexpr int SubscriptionCount = DescripFirstIndex + NameLength;
+
+// How long after the first reply the name waits for acf_ui_name, which an X-Plane that does not know it
+// answers with zeros or not at all.
+constexpr int64_t UiNameWaitMs = 500;
 
 constexpr quint16 DefaultPort = 49000;
 constexpr qint32 ReplyFrequency = 50; // per second
@@ -38,17 +48,24 @@ constexpr int RequestSize = 413;      // "RREF\0", frequency, index, 400-byte pa
 
 // The dataref asked for under one of our indexes (empty outside 0..SubscriptionCount-1).
 QByteArray dataref(int index);
-// The subscription datagram for one of our indexes: 413 bytes.
+// The subscription datagram for one of our indexes: 413 bytes. Frequency 0 ends the subscription.
 QByteArray subscriptionRequest(int index, qint32 frequency = ReplyFrequency);
 
-// What the replies have told so far: the last reading of every subscribed value.
+// What the replies have told so far: the last reading of every subscription, by index. A name's bytes are
+// kept as the byte values 0..255.
 struct ReplyState {
-    float values[ValueCount] = {};
-    unsigned char name[NameLength] = {};
+    float values[SubscriptionCount] = {};
     bool received[SubscriptionCount] = {};
 
-    bool complete() const;
-    // The aircraft's name: its bytes up to the first 0 (all 64 when there is none), read as UTF-8.
+    // Every flight value has arrived.
+    bool valuesComplete() const;
+    // Every byte of the name starting at `firstIndex` has arrived.
+    bool nameComplete(int firstIndex) const;
+    // One name's bytes up to the first 0 (all 64 when there is none), read as UTF-8; a character cut by
+    // the 64-byte limit is left out whole.
+    QString name(int firstIndex) const;
+    // The aircraft's name: acf_ui_name's text when it has arrived whole and is not empty, else
+    // acf_descrip's.
     QString flightModule() const;
     void clear() { *this = ReplyState(); }
 };
@@ -79,12 +96,21 @@ class TelemetrySourceXPlane : public TelemetrySource {
 public:
     explicit TelemetrySourceXPlane(QObject *parent = nullptr,
                                    const XPlane::Endpoint &xplane = XPlane::Endpoint());
+    // Stops: X-Plane is told to stop streaming to this socket.
+    ~TelemetrySourceXPlane() override;
 
     void poll() override;
 
     // The ephemeral port the subscriptions go out from and the replies come back to (0 when the bind failed).
     quint16 localPort() const;
     XPlane::Endpoint endpoint() const { return xplane; }
+    // Asks another X-Plane from now on. The old one is told to stop streaming first, and whatever was
+    // active ends as for silence.
+    void setEndpoint(const XPlane::Endpoint &endpoint);
+    // Tells X-Plane to stop streaming: frequency 0 for every index subscribed, from the socket that
+    // subscribed. Done by itself on destruction and when the application is about to quit. Polling does
+    // nothing afterwards, until setEndpoint.
+    void stop();
 
 signals:
     void telemetryChanged(XPlaneTelemetry telemetry);
@@ -92,7 +118,9 @@ signals:
 private:
     void subscribeWhenDue();
     bool readReplies();
+    bool readyToDeclare() const;
     void end();
+    void unsubscribe();
 
     QUdpSocket *socket = nullptr;
     XPlane::Endpoint xplane;
@@ -104,4 +132,7 @@ private:
     const XPlaneTelemetry idleTelemetry{};
     ElapsedClock lastReplyTimer;
     ElapsedClock lastSubscriptionTimer;
+    ElapsedClock firstReplyTimer; // since the first reply after a (re)start
+    bool subscribed = false;      // requests went out that X-Plane has not been told to forget
+    bool stopped = false;
 };

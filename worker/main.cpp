@@ -2,6 +2,7 @@
 #include "demoprofile.h"
 #include "mainwindow.h"
 #include "telemetryrecorder.h"
+#include "terminationsignals.h"
 
 #include <QApplication>
 #include <QTextStream>
@@ -21,6 +22,7 @@ int main(int argc, char *argv[]) {
 
     // On Linux argv already arrives as UTF-8 bytes; only Windows needs its wide command line converted first.
     QApplication application(argc, argv);
+    quitOnTerminationSignals();
     // --record FILE: everything the simulators send is also written to FILE (docs/recordings.md).
     const QStringList applicationArguments = QCoreApplication::arguments();
     if (const qsizetype record = applicationArguments.indexOf(QStringLiteral("--record")); record > 0) {

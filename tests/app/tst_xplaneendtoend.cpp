@@ -5,6 +5,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <csignal>
 #include <chrono>
 #include <cmath>
 #include <cstring>
@@ -16,7 +17,9 @@
 
 // The whole program, started as a user would, with simulated devices and a simulated X-Plane on a port the
 // settings file names: the status panel shows the aircraft, its saved profile switches itself on, the forces
-// follow what X-Plane serves, another aircraft brings its own profile, and silence ends it all.
+// follow what X-Plane serves, another aircraft brings its own profile, and silence ends it all. Ended by a
+// signal, the program quits normally and tells X-Plane to stop streaming. Played once as X-Plane 12 (the
+// name from acf_ui_name) and once as X-Plane 11 (no acf_ui_name: the name from acf_descrip).
 namespace {
 constexpr int TransitionMs = 2000;
 constexpr float JoystickRoll = 0.5f;
@@ -94,6 +97,49 @@ private:
                QByteArray::number(writes.last().at(14));
     }
 
+    // Starts the program with the settings file pointing at `fake`.
+    void startAgainst(const FakeXPlane &fake) {
+        QFile::remove(statusLog());
+        QFile::remove(scratch.filePath(QStringLiteral("config/vortane-quillar/quillar.conf")));
+        // Where X-Plane is, as a user with X-Plane on another port would say it.
+        QVERIFY(
+            writeAtomically(scratch.filePath(QStringLiteral("config/vortane-quillar/quillar.conf")),
+                            "[xplane]\nhost=127.0.0.1\nport=" + QByteArray::number(fake.port()) + '\n'));
+
+        QProcessEnvironment extra;
+        extra.insert(QStringLiteral("XDG_CONFIG_HOME"), scratch.filePath(QStringLiteral("config")));
+        extra.insert(QStringLiteral("QUILLAR_STATUS_PROBE_LOG"), statusLog());
+        startProgram(program, workingDirectory(), deviceDirectory(), {QStringLiteral(QUILLAR_STATUS_PROBE)},
+                     extra);
+        QVERIFY2(program.waitForStarted(30000), qPrintable(program.errorString()));
+    }
+
+
+    // SIGTERM or SIGINT: the program quits as when its window is closed, and X-Plane is told to forget
+    // every index, from the port that subscribed; nothing is streamed to the dead port afterwards.
+    void quitBySignalUnsubscribes(int signal, FakeXPlane &fake) {
+        const quint16 programPort = fake.subscriberPort();
+        QVERIFY(programPort != 0);
+        ::kill(pid_t(program.processId()), signal);
+        QVERIFY(program.waitForFinished(30000));
+        QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.exitCode(), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(fake.subscriptionsByIndex().isEmpty(), 5000);
+        bool found = false;
+        for (const FakeXPlane::Subscriber &subscriber : fake.subscribers()) {
+            if (subscriber.port != programPort)
+                continue;
+            found = true;
+            QCOMPARE(subscriber.subscriptions.size(), 0);
+            QCOMPARE(subscriber.unsubscribed.size(), 139);
+        }
+        QVERIFY(found);
+        const int replies = fake.repliesSent();
+        QTest::qWait(500);
+        QCOMPARE(fake.repliesSent(), replies);
+        QCOMPARE(fake.malformedRequests(), QStringList());
+    }
+
 private slots:
     void initTestCase() {
         QVERIFY(scratch.isValid());
@@ -111,23 +157,16 @@ private slots:
         QVERIFY(writeAtomically(workingDirectory() +
                                     QStringLiteral("/effect_profiles/XPLANE_Boeing_737_800.json"),
                                 profile("Boeing 737-800", 0, BoeingElevatorWeight)));
-        // Where X-Plane is, as a user with X-Plane on another port would say it.
-        QVERIFY(
-            writeAtomically(scratch.filePath(QStringLiteral("config/vortane-quillar/quillar.conf")),
-                            "[xplane]\nhost=127.0.0.1\nport=" + QByteArray::number(xplane->port()) + '\n'));
-
+        QVERIFY(writeAtomically(workingDirectory() +
+                                    QStringLiteral("/effect_profiles/XPLANE_Cessna_172SP_Skyhawk.json"),
+                                profile("Cessna 172SP Skyhawk", CessnaAileronsSpring, CessnaElevatorWeight)));
         QVERIFY(writeAtomically(deviceDirectory() + QStringLiteral("/joystick.state"),
                                 "plugged=1\nversion=0c 01 00\nposition=" + QByteArray::number(JoystickRoll) +
                                     " 0\noffset=0 0\n"));
         QVERIFY(writeAtomically(deviceDirectory() + QStringLiteral("/rudder.state"),
                                 "plugged=1\nversion=03 00 00\nposition=0 0\noffset=0 0\n"));
 
-        QProcessEnvironment extra;
-        extra.insert(QStringLiteral("XDG_CONFIG_HOME"), scratch.filePath(QStringLiteral("config")));
-        extra.insert(QStringLiteral("QUILLAR_STATUS_PROBE_LOG"), statusLog());
-        startProgram(program, workingDirectory(), deviceDirectory(), {QStringLiteral(QUILLAR_STATUS_PROBE)},
-                     extra);
-        QVERIFY2(program.waitForStarted(30000), qPrintable(program.errorString()));
+        startAgainst(*xplane);
     }
 
     void cleanupTestCase() {
@@ -147,7 +186,7 @@ private slots:
         // The program asks the fake on the port of the settings file, with well-formed subscriptions.
         const int64_t detectionStart = monotonicMicros();
         cruise(*xplane);
-        QTRY_COMPARE_WITH_TIMEOUT(xplane->subscriptionsByIndex().size(), 75, 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(xplane->subscriptionsByIndex().size(), 139, 30000);
         QCOMPARE(xplane->malformedRequests(), QStringList());
 
         // Detected: the panel shows X-Plane and the aircraft, and the editor has taken the saved profile.
@@ -196,6 +235,35 @@ private slots:
         QTRY_VERIFY2_WITH_TIMEOUT(stickForcesAre(endShown + 100 * 1000, 0, 0), lastStickForces().constData(),
                                   30000);
         QVERIFY2(program.state() == QProcess::Running, program.readAll().constData());
+
+        quitBySignalUnsubscribes(SIGTERM, *xplane);
+    }
+
+    void xplane11IsNamedByItsDescription() {
+        // X-Plane 11 knows no acf_ui_name and, in this play, does not answer it at all.
+        FakeXPlane eleven(QHostAddress(QHostAddress::LocalHost), 0, nullptr, FakeXPlane::Version::XPlane11,
+                          FakeXPlane::Unknown::Silence);
+        QVERIFY(eleven.isListening());
+        cruise(eleven);
+        eleven.setAircraftDescription("Cessna 172SP Skyhawk");
+        startAgainst(eleven);
+        QTRY_VERIFY2_WITH_TIMEOUT(
+            readAll(deviceDirectory() + QStringLiteral("/calls.log")).contains("open joystick result=1"),
+            program.readAll().constData(), 60000);
+        const int64_t detectionStart = monotonicMicros();
+        QTRY_COMPARE_WITH_TIMEOUT(eleven.subscriptionsByIndex().size(), 139, 30000);
+        QTRY_VERIFY2_WITH_TIMEOUT(shownAt("source=X-Plane\tmodule=Cessna 172SP Skyhawk\tgame=6\t"
+                                          "profile=Cessna 172SP Skyhawk") > 0,
+                                  lastStatus().constData(), 30000);
+        // Its saved profile drives the stick.
+        QTRY_VERIFY_WITH_TIMEOUT(!select(readWrites(writesLog()), "joystick", 0x21, detectionStart).isEmpty(), 30000);
+        const int64_t switched = select(readWrites(writesLog()), "joystick", 0x21, detectionStart).first().micros;
+        QTRY_VERIFY2_WITH_TIMEOUT(stickForcesAre(switched + (TransitionMs + 500) * 1000,
+                                                 -double(JoystickRoll) * CessnaAileronsSpring,
+                                                 -2.5 * CessnaElevatorWeight * 10 / 100),
+                                  lastStickForces().constData(), 30000);
+
+        quitBySignalUnsubscribes(SIGINT, eleven);
     }
 };
 

@@ -241,7 +241,7 @@ private slots:
             append(XPlane::NameFirstIndex + i, i < name.size() ? float(name[i]) : 0.0f);
         QVERIFY(XPlane::decodeReply(reply, state));
         XPlane::fillRecord(state, record);
-        QVERIFY(state.complete());
+        QVERIFY(state.valuesComplete());
         QCOMPARE(state.flightModule(), QStringLiteral("ASK 21"));
         QCOMPARE(record.airspeed, 370.4f);
         QCOMPARE(record.aoa, 3.0f);

@@ -44,6 +44,14 @@ bool FakeSimConnectServer::listen(uint16_t port) {
     return server.listen(QHostAddress::LocalHost, port);
 }
 
+bool FakeSimConnectServer::listen(const QHostAddress &address, uint16_t port) {
+    return server.listen(address, port);
+}
+
+QString FakeSimConnectServer::listenError() const {
+    return server.errorString();
+}
+
 uint16_t FakeSimConnectServer::port() const {
     return server.serverPort();
 }

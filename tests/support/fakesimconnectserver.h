@@ -3,6 +3,7 @@
 #include "fakesimconnect.h"
 
 #include <QByteArray>
+#include <QHostAddress>
 #include <QObject>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -32,6 +33,9 @@ public:
 
     // Listens on 127.0.0.1; port 0 picks a free one.
     bool listen(uint16_t port = 0);
+    // Listens on `address` (::1 for an IPv6 server).
+    bool listen(const QHostAddress &address, uint16_t port);
+    QString listenError() const;
     uint16_t port() const;
     // Refuses new connections from now on (a client's connect is then refused), or accepts them again.
     void stopListening();

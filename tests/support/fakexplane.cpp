@@ -1,5 +1,6 @@
 #include "fakexplane.h"
 
+#include <QFile>
 #include <QtEndian>
 #include <algorithm>
 #include <cstring>
@@ -8,9 +9,36 @@ namespace {
 constexpr int RequestSize = 413;
 constexpr int PathOffset = 13;
 constexpr int PathSize = 400;
+
+// name -> type ("float", "byte[250]", ...; empty where the list has names only).
+QHash<QByteArray, QByteArray> readList(const QString &path) {
+    QHash<QByteArray, QByteArray> list;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("fake X-Plane: cannot read %s", qPrintable(path));
+    const QList<QByteArray> lines = file.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        const QList<QByteArray> columns = line.trimmed().split('\t');
+        if (!columns.first().startsWith("sim/"))
+            continue; // the 12.1 list's header line, blank lines
+        list.insert(columns.first(), columns.size() > 1 ? columns.at(1) : QByteArray());
+    }
+    return list;
+}
 } // namespace
 
-FakeXPlane::FakeXPlane(const QHostAddress &address, quint16 port, QObject *parent) : QObject(parent) {
+const QHash<QByteArray, QByteArray> &FakeXPlane::datarefList(Version version) {
+    static const QHash<QByteArray, QByteArray> eleven =
+        readList(QStringLiteral(QUILLAR_XPLANE_DATAREFS) + QStringLiteral("/DataRefs-11.50.txt"));
+    static const QHash<QByteArray, QByteArray> twelve =
+        readList(QStringLiteral(QUILLAR_XPLANE_DATAREFS) + QStringLiteral("/DataRefs-12.1.txt"));
+    return version == Version::XPlane11 ? eleven : twelve;
+}
+
+FakeXPlane::FakeXPlane(const QHostAddress &address, quint16 port, QObject *parent, Version version,
+                       Unknown unknown)
+    : QObject(parent), version(version), unknown(unknown) {
+    datarefList(version); // read before the first request, not while answering
     socket.bind(address, port);
     connect(&socket, &QUdpSocket::readyRead, this, &FakeXPlane::readRequests);
     timer.setTimerType(Qt::PreciseTimer);
@@ -20,10 +48,59 @@ FakeXPlane::FakeXPlane(const QHostAddress &address, quint16 port, QObject *paren
     });
 }
 
-void FakeXPlane::setAircraftName(const QByteArray &name) {
+void FakeXPlane::setBytes(const QByteArray &dataref, const QByteArray &bytes) {
     for (int i = 0; i < 64; ++i)
-        set("sim/aircraft/view/acf_ui_name[" + QByteArray::number(i) + ']',
-            i < name.size() ? float(static_cast<unsigned char>(name[i])) : 0.0f);
+        set(dataref + '[' + QByteArray::number(i) + ']',
+            i < bytes.size() ? float(static_cast<unsigned char>(bytes[i])) : 0.0f);
+}
+
+void FakeXPlane::setAircraftName(const QByteArray &name) {
+    setBytes("sim/aircraft/view/acf_ui_name", name);
+}
+
+void FakeXPlane::setAircraftDescription(const QByteArray &description) {
+    setBytes("sim/aircraft/view/acf_descrip", description);
+}
+
+bool FakeXPlane::knows(const QByteArray &dataref) const {
+    QByteArray name = dataref;
+    int element = -1;
+    if (dataref.endsWith(']')) {
+        const qsizetype open = dataref.lastIndexOf('[');
+        if (open <= 0)
+            return false;
+        bool ok = false;
+        element = dataref.mid(open + 1, dataref.size() - open - 2).toInt(&ok);
+        if (!ok || element < 0)
+            return false;
+        name = dataref.left(open);
+    }
+    const QHash<QByteArray, QByteArray> &list = datarefList(version);
+    const auto entry = list.constFind(name);
+    if (entry == list.cend())
+        return false;
+    const QByteArray &type = entry.value();
+    if (element < 0 || type.isEmpty())
+        return true;
+    // "float[10]", "byte[250]": the element must lie inside.
+    const qsizetype open = type.indexOf('[');
+    if (open < 0)
+        return false; // a scalar has no elements
+    return element < type.mid(open + 1, type.size() - open - 2).toInt();
+}
+
+void FakeXPlane::forgetSubscriptions() {
+    for (Subscriber &sender : senders)
+        sender.subscriptions.clear();
+    restartTimer();
+}
+
+QMap<qint32, FakeXPlane::Subscription> FakeXPlane::subscriptionsByIndex() const {
+    for (const Subscriber &sender : senders) {
+        if (sender.address == subscriber && sender.port == subscriberPortNumber)
+            return sender.subscriptions;
+    }
+    return {};
 }
 
 void FakeXPlane::readRequests() {
@@ -59,17 +136,28 @@ void FakeXPlane::takeRequest(const QByteArray &request, const QHostAddress &from
     }
     subscriber = from;
     subscriberPortNumber = fromPort;
-    if (frequency <= 0)
-        subscriptions.remove(index);
-    else
-        subscriptions[index] = Subscription{path.left(end), frequency};
+    auto sender = std::find_if(senders.begin(), senders.end(), [&](const Subscriber &known) {
+        return known.address == from && known.port == fromPort;
+    });
+    if (sender == senders.end()) {
+        senders.append(Subscriber{from, fromPort, {}, {}, 0});
+        sender = senders.end() - 1;
+    }
+    if (frequency <= 0) {
+        sender->subscriptions.remove(index);
+        sender->unsubscribed.insert(index);
+    } else {
+        sender->subscriptions[index] = Subscription{path.left(end), frequency};
+    }
     restartTimer();
 }
 
 void FakeXPlane::restartTimer() {
     qint32 fastest = 0;
-    for (const Subscription &subscription : std::as_const(subscriptions))
-        fastest = std::max(fastest, subscription.frequency);
+    for (const Subscriber &sender : std::as_const(senders)) {
+        for (const Subscription &subscription : sender.subscriptions)
+            fastest = std::max(fastest, subscription.frequency);
+    }
     if (fastest <= 0) {
         timer.stop();
         return;
@@ -80,25 +168,34 @@ void FakeXPlane::restartTimer() {
 }
 
 void FakeXPlane::answerNow(int pairsPerDatagram) {
-    if (subscriptions.isEmpty() || subscriber.isNull())
+    for (Subscriber &sender : senders)
+        answer(sender, pairsPerDatagram);
+}
+
+void FakeXPlane::answer(Subscriber &to, int pairsPerDatagram) {
+    if (to.subscriptions.isEmpty())
         return;
     if (pairsPerDatagram <= 0)
-        pairsPerDatagram = int(subscriptions.size());
+        pairsPerDatagram = int(to.subscriptions.size());
     QByteArray datagram;
     int pairs = 0;
     auto flush = [&] {
         if (pairs == 0)
             return;
-        socket.writeDatagram(datagram, subscriber, subscriberPortNumber);
+        socket.writeDatagram(datagram, to.address, to.port);
         ++replies;
+        ++to.repliesSent;
         pairs = 0;
     };
-    for (auto it = subscriptions.cbegin(); it != subscriptions.cend(); ++it) {
+    for (auto it = to.subscriptions.cbegin(); it != to.subscriptions.cend(); ++it) {
+        const bool known = knows(it->dataref);
+        if (!known && unknown == Unknown::Silence)
+            continue;
         if (pairs == 0)
             datagram = QByteArray("RREF,", 5);
         char pair[8];
         qToLittleEndian(it.key(), pair);
-        const float reading = values.value(it->dataref);
+        const float reading = known ? values.value(it->dataref) : 0.0f;
         quint32 bits;
         std::memcpy(&bits, &reading, sizeof bits);
         qToLittleEndian(bits, pair + 4);

@@ -9,6 +9,9 @@
 #include <QDir>
 #include <QFile>
 #include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
 #include <QtTest>
 #include <cstring>
 #include <memory>
@@ -76,6 +79,39 @@ QList<QByteArray> packetsOf(const FakeSimConnectServer &server, int connection) 
             packets << packet.bytes;
     return packets;
 }
+
+// A listener with a queue of one that is kept full: further connection requests are dropped, so a connect
+// to it stays pending as one to a machine behind a firewall does.
+class FullListener {
+public:
+    FullListener() {
+        server.setListenBacklogSize(0);
+        server.setMaxPendingConnections(1);
+        server.listen(QHostAddress::LocalHost);
+        for (int i = 0; i < 4; ++i) {
+            auto filler = std::make_unique<QTcpSocket>();
+            filler->connectToHost(QHostAddress::LocalHost, server.serverPort());
+            fillers.push_back(std::move(filler));
+            QElapsedTimer wait;
+            wait.start();
+            while (!wait.hasExpired(100))
+                QCoreApplication::processEvents();
+        }
+    }
+    uint16_t port() const { return server.serverPort(); }
+    // At least one filler is left waiting: the queue is full.
+    bool isFull() const {
+        for (const auto &filler : fillers) {
+            if (filler->state() == QAbstractSocket::ConnectingState)
+                return true;
+        }
+        return false;
+    }
+
+private:
+    QTcpServer server;
+    std::vector<std::unique_ptr<QTcpSocket>> fillers;
+};
 
 QList<uint32_t> registration() {
     QList<uint32_t> calls{SimConnectWire::CallOpen};
@@ -199,7 +235,7 @@ private slots:
         refusalLines = 0;
         const QtMessageHandler previous = qInstallMessageHandler(
             [](QtMsgType type, const QMessageLogContext &context, const QString &text) {
-                if (type == QtDebugMsg && qstrcmp(context.category, "quillar.telemetry.msfs") == 0 &&
+                if (type == QtInfoMsg && qstrcmp(context.category, "quillar.telemetry.msfs") == 0 &&
                     text.startsWith(QStringLiteral("no SimConnect server at")))
                     ++refusalLines;
             });
@@ -224,36 +260,211 @@ private slots:
     }
 
     void aConnectionThatDoesNotCompleteIsGivenUpAfterFiveSeconds() {
+        // A listener whose queue is full drops further connection requests, so a connect to it hangs as one
+        // to a firewalled or vanished machine does, on any machine.
+        FullListener hanging;
+        QVERIFY2(hanging.isFull(), "the listener's queue could not be filled");
+        static QStringList lines;
+        lines.clear();
+        const QtMessageHandler previous = qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+                if (type == QtInfoMsg && qstrcmp(context.category, "quillar.telemetry.msfs") == 0)
+                    lines << text;
+            });
         ManualClock::install();
-        // A documentation-only address: nothing answers. Where the machine has a route, the attempt hangs
-        // and is given up after five seconds; without one it fails at once and waits its second.
-        SimConnectEndpoint nowhere;
-        nowhere.address = QStringLiteral("192.0.2.1");
-        nowhere.port = 500;
-        SimConnectNetworkClient client(nowhere);
+        SimConnectNetworkClient client(loopback(hanging.port()));
         client.open("Vortane");
         SimConnectMessage message;
+        QElapsedTimer realTime;
+        realTime.start();
+        while (!realTime.hasExpired(300)) {
+            QVERIFY(!client.getNextMessage(message));
+            QCoreApplication::processEvents();
+        }
+        QVERIFY(client.isConnecting());
+        ManualClock::now += 4999;
         QVERIFY(!client.getNextMessage(message));
-        if (client.isConnecting()) {
-            ManualClock::now += 4999;
-            QVERIFY(!client.getNextMessage(message));
-            QVERIFY(client.isConnecting());
-            QCOMPARE(client.connectionAttempts(), 1);
-            ManualClock::now += 1;
-            QVERIFY(!client.getNextMessage(message)); // given up
-            QVERIFY(!client.isConnecting());
-            QVERIFY(!client.getNextMessage(message)); // and, more than a second after it began, tried again
-            QVERIFY(client.isConnecting());
-            QCOMPARE(client.connectionAttempts(), 2);
-        } else {
-            ManualClock::now += 999;
-            QVERIFY(!client.getNextMessage(message));
-            QCOMPARE(client.connectionAttempts(), 1);
-            ManualClock::now += 1;
-            QVERIFY(!client.getNextMessage(message));
-            QCOMPARE(client.connectionAttempts(), 2);
+        QVERIFY(client.isConnecting());
+        QCOMPARE(client.connectionAttempts(), 1);
+        ManualClock::now += 1;
+        QVERIFY(!client.getNextMessage(message)); // given up
+        QVERIFY(!client.isConnecting());
+        QVERIFY(!client.getNextMessage(message)); // and, more than a second after it began, tried again
+        QVERIFY(client.isConnecting());
+        QCOMPARE(client.connectionAttempts(), 2);
+        ManualClock::uninstall();
+        qInstallMessageHandler(previous);
+        // The log says what to check, not "Unknown error".
+        QCOMPARE(lines, QStringList{QStringLiteral("no SimConnect server at 127.0.0.1:%1: no answer within 5 s "
+                                                   "(firewall, or nothing listening at 127.0.0.1:%1?)")
+                                        .arg(hanging.port())});
+    }
+
+    // --- where the client connects ---
+
+    void withoutAFileOurPortAndTheStockOneAreTriedInTurn_data() {
+        QTest::addColumn<int>("listening"); // which of the two endpoints has a server
+        QTest::newRow("a server on the first (our port) only") << 0;
+        QTest::newRow("a server on the second (the stock port) only") << 1;
+    }
+
+    void withoutAFileOurPortAndTheStockOneAreTriedInTurn() {
+        QFETCH(int, listening);
+        ManualClock::install();
+        FakeSimConnectServer server;
+        QVERIFY(server.listen());
+        const uint16_t nobody = closedPort();
+        std::vector<SimConnectEndpoint> endpoints{loopback(listening == 0 ? server.port() : nobody),
+                                                  loopback(listening == 1 ? server.port() : nobody)};
+        SimConnectNetworkClient client(endpoints);
+        QCOMPARE(client.currentEndpoint().port, endpoints[0].port);
+        client.open("Vortane");
+        SimConnectMessage message;
+        if (listening == 1) {
+            // The first is refused; a second later the second is tried, and answers.
+            QVERIFY(FakeSimConnectServer::waitFor([&] {
+                client.getNextMessage(message);
+                return !client.isConnecting();
+            }));
+            QCOMPARE(server.connections, 0);
+            QCOMPARE(client.currentEndpoint().port, endpoints[1].port);
+            ManualClock::now += 1000;
+        }
+        QVERIFY(FakeSimConnectServer::waitFor([&] { return client.getNextMessage(message) && message.id == 2; }));
+        QCOMPARE(server.connections, 1);
+        QCOMPARE(client.connectionAttempts(), listening + 1);
+        QVERIFY(client.isConnected());
+        ManualClock::uninstall();
+    }
+
+    void theProgramsDefaultsAreOurPortAndTheStockOne() {
+        // The build's own client, with no SimConnect.cfg anywhere: a server on 29779 is found.
+        ScratchWorkingDirectory scratch(ScratchWorkingDirectory::WithoutProfileFolder);
+        QTemporaryDir dataHome;
+        const QByteArray previous = qgetenv("XDG_DATA_HOME");
+        qputenv("XDG_DATA_HOME", dataHome.path().toLocal8Bit());
+        const SimConnectEndpoints found = programSimConnectEndpoints();
+        if (previous.isNull())
+            qunsetenv("XDG_DATA_HOME");
+        else
+            qputenv("XDG_DATA_HOME", previous);
+        QCOMPARE(found.configFile, QString());
+        QCOMPARE(found.endpoints.size(), size_t(2));
+        QCOMPARE(found.endpoints[0].toString(), QStringLiteral("127.0.0.1:29779"));
+        QCOMPARE(found.endpoints[1].toString(), QStringLiteral("127.0.0.1:500"));
+        FakeSimConnectServer server;
+        QVERIFY2(server.listen(SimConnectPorts::Own), qPrintable(server.listenError()));
+        SimConnectNetworkClient client(found.endpoints);
+        client.open("Vortane");
+        SimConnectMessage message;
+        QVERIFY(FakeSimConnectServer::waitFor([&] { return client.getNextMessage(message) && message.id == 2; }));
+        QCOMPARE(client.currentEndpoint().port, SimConnectPorts::Own);
+    }
+
+    void protocolDecidesTheAddressFamily_data() {
+        QTest::addColumn<int>("protocol");
+        QTest::newRow("IPv4") << int(SimConnectProtocol::IPv4);
+        QTest::newRow("IPv6") << int(SimConnectProtocol::IPv6);
+    }
+
+    void protocolDecidesTheAddressFamily() {
+        QFETCH(int, protocol);
+        // One server on 127.0.0.1 and another on ::1, on the same port.
+        FakeSimConnectServer four, six;
+        QVERIFY(four.listen());
+        QVERIFY2(six.listen(QHostAddress(QHostAddress::LocalHostIPv6), four.port()), qPrintable(six.listenError()));
+        FakeSimConnectServer &expected = protocol == int(SimConnectProtocol::IPv6) ? six : four;
+        FakeSimConnectServer &other = protocol == int(SimConnectProtocol::IPv6) ? four : six;
+
+        // An address of the family.
+        SimConnectEndpoint endpoint = loopback(four.port());
+        endpoint.protocol = SimConnectProtocol(protocol);
+        endpoint.address = protocol == int(SimConnectProtocol::IPv6) ? QStringLiteral("::1")
+                                                                     : QStringLiteral("127.0.0.1");
+        {
+            SimConnectNetworkClient client(endpoint);
+            client.open("Vortane");
+            SimConnectMessage message;
+            QVERIFY(FakeSimConnectServer::waitFor([&] { return client.getNextMessage(message) && message.id == 2; }));
+            QCOMPARE(expected.connections, 1);
+            QCOMPARE(other.connections, 0);
+        }
+        // A host name is resolved to that family only: "localhost" never reaches the other family's server
+        // (where the system has no IPv6 name for it, it reaches none).
+        endpoint.address = QStringLiteral("localhost");
+        ManualClock::install();
+        SimConnectNetworkClient client(endpoint);
+        client.open("Vortane");
+        SimConnectMessage message;
+        QVERIFY(FakeSimConnectServer::waitFor([&] {
+            client.getNextMessage(message);
+            return !client.isConnecting();
+        }, 10000));
+        QCOMPARE(other.connections, 0);
+        if (protocol == int(SimConnectProtocol::IPv4))
+            QCOMPARE(four.connections, 2);
+        ManualClock::uninstall();
+    }
+
+    // --- a peer that is not SimConnect, or does not answer ---
+
+    void anOpenWithoutAnAnswerIsClosedAfterTenSeconds() {
+        Rig rig;
+        rig.server.answerOpen = false;
+        QVERIFY(rig.pollUntil([&] { return rig.server.packets.size() == 23; }));
+        QVERIFY(rig.client->isConnected());
+        ManualClock::now += 9999;
+        rig.pollFor(100);
+        QVERIFY(rig.client->isConnected());
+        QVERIFY(rig.server.clientConnected());
+        QCOMPARE(rig.server.connections, 1);
+        QCOMPARE(rig.client->connectionAttempts(), 1);
+        // Closed and tried again (at once: the last attempt began more than a second ago); a server that
+        // answers this time is taken.
+        rig.server.answerOpen = true;
+        rig.server.serveOnRequest(block("Answered"));
+        ManualClock::now += 1;
+        QVERIFY(rig.pollUntil([&] { return rig.declared->count() == 1; }));
+        QCOMPARE(rig.server.connections, 2);
+        QCOMPARE(rig.client->connectionAttempts(), 2);
+        QCOMPARE(rig.ended->count(), 0);
+    }
+
+    void aPeerThatIsNotSimConnectIsLoggedOncePerEndpoint() {
+        static QStringList lines;
+        lines.clear();
+        const QtMessageHandler previous = qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+                if (type != QtDebugMsg && qstrcmp(context.category, "quillar.telemetry.msfs") == 0)
+                    lines << text;
+            });
+        ManualClock::install();
+        {
+            // A web server where SimConnect was expected: every connection gets an HTTP reply.
+            QTcpServer web;
+            QVERIFY(web.listen(QHostAddress::LocalHost));
+            QObject::connect(&web, &QTcpServer::newConnection, &web, [&web] {
+                while (QTcpSocket *peer = web.nextPendingConnection())
+                    peer->write("HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\n\r\n");
+            });
+            SimConnectNetworkClient client(loopback(web.serverPort()));
+            client.open("Vortane");
+            SimConnectMessage message;
+            for (int second = 1; second <= 4; ++second) {
+                QVERIFY(FakeSimConnectServer::waitFor([&] {
+                    client.getNextMessage(message);
+                    return client.connectionAttempts() == second && !client.isConnected() && !client.isConnecting();
+                }));
+                ManualClock::now += 1000;
+            }
         }
         ManualClock::uninstall();
+        qInstallMessageHandler(previous);
+        QCOMPARE(lines.size(), 2);
+        QVERIFY2(lines[0].startsWith(QStringLiteral("the service at 127.0.0.1:")) &&
+                     lines[0].contains(QStringLiteral("is not SimConnect")),
+                 qPrintable(lines.join('\n')));
+        QVERIFY2(lines[1].contains(QStringLiteral("ended before the server answered")), qPrintable(lines.join('\n')));
     }
 
     void sendsTheOpenAndTheCallsMadeBeforeTheConnection() {
@@ -439,7 +650,19 @@ private slots:
         QCOMPARE(rig.server.connections, 1);
         QVERIFY(rig.server.clientConnected());
         QCOMPARE(rig.server.malformedPackets, 0);
-        QVERIFY(rig.server.packets.size() >= packetsBefore);
+        // The client is still on its first connection, and what it sends still arrives on it.
+        QCOMPARE(rig.client->connectionAttempts(), 1);
+        QVERIFY(rig.client->isConnected());
+        rig.client->subscribeToSystemEvent(7, "Pause");
+        const auto subscribedAgain = [&] {
+            for (size_t i = packetsBefore; i < rig.server.packets.size(); ++i) {
+                const FakeSimConnectServer::Packet &packet = rig.server.packets[i];
+                if (packet.call == SimConnectWire::CallSubscribeToSystemEvent && packet.bytes.contains("Pause"))
+                    return packet.connection == 1;
+            }
+            return false;
+        };
+        QVERIFY(rig.pollUntil(subscribedAgain));
     }
 
     void aStalledMessageWaitsForItsRest() {

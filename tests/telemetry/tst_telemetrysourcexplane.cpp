@@ -38,7 +38,10 @@ void cruise(FakeXPlane &xplane) {
 
 // One source asking one fake X-Plane on loopback, both driven by hand: the fake answers only when told.
 struct Session {
-    Session() : source(nullptr, endpointOf(xplane)) {
+    explicit Session(FakeXPlane::Version version = FakeXPlane::Version::XPlane12,
+                     FakeXPlane::Unknown unknown = FakeXPlane::Unknown::Zeros)
+        : xplane(QHostAddress(QHostAddress::LocalHost), 0, nullptr, version, unknown),
+          source(nullptr, endpointOf(xplane)) {
         xplane.setAnswering(false);
         QObject::connect(&source, &TelemetrySourceXPlane::telemetryChanged,
                          [this](const XPlaneTelemetry &record) {
@@ -62,7 +65,7 @@ struct Session {
         return endpoint;
     }
 
-    // Polls until the fake holds all 75 subscriptions.
+    // Polls until the fake holds every subscription.
     bool subscribe() {
         return pollUntil(
             [this] { source.poll(); },
@@ -118,6 +121,8 @@ private slots:
         }
         QCOMPARE(subscriptions.value(0).dataref, QByteArray("sim/flightmodel/position/indicated_airspeed"));
         QCOMPARE(subscriptions.value(74).dataref, QByteArray("sim/aircraft/view/acf_ui_name[63]"));
+        QCOMPARE(subscriptions.value(75).dataref, QByteArray("sim/aircraft/view/acf_descrip[0]"));
+        QCOMPARE(subscriptions.value(138).dataref, QByteArray("sim/aircraft/view/acf_descrip[63]"));
         // X-Plane answers to where the request came from: the socket the source reads.
         QCOMPARE(s.xplane.subscriberPort(), s.source.localPort());
         QVERIFY(s.xplane.subscriberAddress().isLoopback());
@@ -127,14 +132,14 @@ private slots:
     void subscriptionsAreRepeatedEverySecondUntilAnswered() {
         Session s;
         s.source.poll();
-        QTRY_COMPARE(s.xplane.requestCount(), 75);
+        QTRY_COMPARE(s.xplane.requestCount(), XPlane::SubscriptionCount);
         ManualClock::now += 999;
         s.source.poll();
         QTest::qWait(50);
-        QCOMPARE(s.xplane.requestCount(), 75);
+        QCOMPARE(s.xplane.requestCount(), XPlane::SubscriptionCount);
         ManualClock::now += 1;
         s.source.poll();
-        QTRY_COMPARE(s.xplane.requestCount(), 150);
+        QTRY_COMPARE(s.xplane.requestCount(), 2 * XPlane::SubscriptionCount);
         // Once answered, every 10 s.
         cruise(s.xplane);
         QVERIFY(s.answerAndPoll());
@@ -148,7 +153,7 @@ private slots:
         QCOMPARE(s.xplane.requestCount(), before);
         ManualClock::now += 1;
         QVERIFY(s.answerAndPoll());
-        QTRY_COMPARE(s.xplane.requestCount(), before + 75);
+        QTRY_COMPARE(s.xplane.requestCount(), before + XPlane::SubscriptionCount);
         QCOMPARE(s.xplane.malformedRequests(), QStringList());
     }
 
@@ -325,7 +330,7 @@ private slots:
         QVERIFY(!s.source.isActive());
         // Asked again at once (X-Plane may have restarted), and declared again only once all is known anew.
         s.source.poll();
-        QTRY_COMPARE(s.xplane.requestCount(), requests + 75);
+        QTRY_COMPARE(s.xplane.requestCount(), requests + XPlane::SubscriptionCount);
         s.sendAsXPlane(QByteArray("RREF,", 5) + pair(XPlane::NormalLoad, 2));
         QTest::qWait(50);
         s.source.poll();
@@ -409,6 +414,191 @@ private slots:
         QCOMPARE(records.count(), 0);
         QCOMPARE(ended.count(), 0);
         QVERIFY(!source.isActive());
+    }
+
+    // --- the aircraft's name on X-Plane 11 and 12 ---
+
+    void xplane11AnsweringUnknownDatarefsWithZerosIsNamedByItsDescription() {
+        Session s(FakeXPlane::Version::XPlane11, FakeXPlane::Unknown::Zeros);
+        QVERIFY(s.subscribe());
+        cruise(s.xplane); // sets acf_ui_name too, which X-Plane 11 does not know: it answers zeros
+        s.xplane.setAircraftDescription("Cessna 172SP Skyhawk");
+        // Every byte of both names arrives at once, so there is nothing to wait for.
+        QVERIFY(s.answerAndPoll());
+        QCOMPARE(s.take(), QStringList{"declared 6 Cessna 172SP Skyhawk"});
+    }
+
+    void xplane11IgnoringUnknownDatarefsIsNamedByItsDescriptionAfterHalfASecond() {
+        Session s(FakeXPlane::Version::XPlane11, FakeXPlane::Unknown::Silence);
+        QVERIFY(s.subscribe());
+        cruise(s.xplane);
+        s.xplane.setAircraftDescription("Cessna 172SP Skyhawk");
+        s.xplane.answerNow();
+        QTest::qWait(50);
+        s.source.poll();
+        QCOMPARE(s.take(), QStringList());
+        // 499 ms after the first reply acf_ui_name is still waited for, with replies coming all along.
+        for (int step = 0; step < 499; step += 20) {
+            ManualClock::now += step + 20 > 499 ? 499 - step : 20;
+            s.xplane.answerNow();
+            QTest::qWait(5);
+            s.source.poll();
+        }
+        QTest::qWait(50);
+        s.source.poll();
+        QCOMPARE(s.take(), QStringList());
+        QVERIFY(!s.source.isActive());
+        ManualClock::now += 1;
+        QVERIFY(s.answerAndPoll());
+        QCOMPARE(s.take(), QStringList{"declared 6 Cessna 172SP Skyhawk"});
+        QVERIFY(s.answerAndPoll());
+        QCOMPARE(s.take(), QStringList{"record 1.25"});
+    }
+
+    void xplane12IsNamedByItsUiNameAtOnce() {
+        Session s(FakeXPlane::Version::XPlane12, FakeXPlane::Unknown::Silence);
+        QVERIFY(s.subscribe());
+        cruise(s.xplane);
+        s.xplane.setAircraftDescription("Cessna 172SP Skyhawk");
+        QVERIFY(s.answerAndPoll());
+        QCOMPARE(s.take(), QStringList{"declared 6 Cessna 172 SP"});
+    }
+
+    void theDescriptionIsAlwaysWaitedFor() {
+        Session s(FakeXPlane::Version::XPlane12);
+        QVERIFY(s.subscribe());
+        cruise(s.xplane);
+        // Everything but the description's last byte.
+        QByteArray datagram("RREF,", 5);
+        for (int index = 0; index < XPlane::SubscriptionCount - 1; ++index)
+            datagram += pair(index, s.xplane.value(XPlane::dataref(index)));
+        s.sendAsXPlane(datagram);
+        QTest::qWait(50);
+        s.source.poll();
+        ManualClock::now += 600;
+        s.sendAsXPlane(datagram);
+        QTest::qWait(50);
+        s.source.poll();
+        QCOMPARE(s.take(), QStringList());
+        s.sendAsXPlane(QByteArray("RREF,", 5) + pair(XPlane::SubscriptionCount - 1, 0));
+        QVERIFY(pollUntil([&] { s.source.poll(); }, [&] { return !s.events.isEmpty(); }));
+        QCOMPARE(s.take(), QStringList{"declared 6 Cessna 172 SP"});
+    }
+
+    void withBothNamesEmptyNothingIsDeclared() {
+        Session s(FakeXPlane::Version::XPlane11, FakeXPlane::Unknown::Silence);
+        QVERIFY(s.subscribe());
+        cruise(s.xplane);
+        for (int i = 0; i < 10; ++i) {
+            s.xplane.answerNow();
+            QTest::qWait(10);
+            s.source.poll();
+            ManualClock::now += 100;
+        }
+        QCOMPARE(s.take(), QStringList());
+        QVERIFY(!s.source.isActive());
+    }
+
+    // --- unsubscribing ---
+
+    void stopTellsXPlaneToForgetEveryIndexFromTheSubscribingSocket() {
+        Session s;
+        s.xplane.setAnswering(true); // by itself, at the subscribed rate
+        cruise(s.xplane);
+        QVERIFY(s.subscribe());
+        QVERIFY(pollUntil([&] { s.source.poll(); }, [&] { return s.source.isActive(); }));
+        const int requests = s.xplane.requestCount();
+        s.source.stop();
+        QTRY_COMPARE(s.xplane.requestCount(), requests + XPlane::SubscriptionCount);
+        QCOMPARE(s.xplane.subscribers().size(), 1);
+        const FakeXPlane::Subscriber subscriber = s.xplane.subscribers().first();
+        QCOMPARE(subscriber.port, s.source.localPort());
+        QCOMPARE(subscriber.subscriptions.size(), 0);
+        QCOMPARE(subscriber.unsubscribed.size(), XPlane::SubscriptionCount);
+        QCOMPARE(s.xplane.malformedRequests(), QStringList());
+        // Nothing comes any more, and polling asks for nothing again.
+        QTest::qWait(100);
+        const int replies = s.xplane.repliesSent();
+        for (int i = 0; i < 10; ++i) {
+            ManualClock::now += 2000;
+            s.source.poll();
+            QTest::qWait(20);
+        }
+        QCOMPARE(s.xplane.repliesSent(), replies);
+        QCOMPARE(s.xplane.requestCount(), requests + XPlane::SubscriptionCount);
+    }
+
+    void destroyingTheSourceUnsubscribes() {
+        FakeXPlane xplane;
+        cruise(xplane);
+        quint16 port = 0;
+        {
+            TelemetrySourceXPlane source(nullptr, Session::endpointOf(xplane));
+            port = source.localPort();
+            source.poll();
+            QTRY_COMPARE(xplane.subscriptionsByIndex().size(), XPlane::SubscriptionCount);
+        }
+        QTRY_COMPARE(xplane.subscriptionsByIndex().size(), 0);
+        QCOMPARE(xplane.subscribers().size(), 1);
+        QCOMPARE(xplane.subscribers().first().port, port);
+        QCOMPARE(xplane.subscribers().first().unsubscribed.size(), XPlane::SubscriptionCount);
+    }
+
+    void aNewEndpointUnsubscribesTheOldOne() {
+        Session s;
+        cruise(s.xplane);
+        QVERIFY(s.subscribe());
+        QVERIFY(s.answerAndPoll());
+        QCOMPARE(s.take(), QStringList{"declared 6 Cessna 172 SP"});
+        FakeXPlane other;
+        cruise(other);
+        other.setAircraftName("Boeing 737-800");
+        other.setAnswering(false);
+        s.source.setEndpoint(Session::endpointOf(other));
+        // What was active ends; the old X-Plane forgets us, the new one is asked.
+        QCOMPARE(s.take(), (QStringList{"record 0", "ended"}));
+        QTRY_COMPARE(s.xplane.subscriptionsByIndex().size(), 0);
+        QCOMPARE(s.xplane.subscribers().first().unsubscribed.size(), XPlane::SubscriptionCount);
+        QVERIFY(pollUntil([&] { s.source.poll(); },
+                          [&] { return other.subscriptionsByIndex().size() == XPlane::SubscriptionCount; }));
+        QCOMPARE(other.subscriberPort(), s.source.localPort());
+        other.answerNow();
+        QVERIFY(pollUntil([&] { s.source.poll(); }, [&] { return !s.events.isEmpty(); }));
+        QCOMPARE(s.take(), QStringList{"declared 6 Boeing 737-800"});
+    }
+
+    void theFakeAnswersEverySubscriberOnItsOwn() {
+        FakeXPlane xplane;
+        cruise(xplane);
+        xplane.setAnswering(false);
+        TelemetrySourceXPlane first(nullptr, Session::endpointOf(xplane));
+        TelemetrySourceXPlane second(nullptr, Session::endpointOf(xplane));
+        QSignalSpy firstDeclared(&first, &TelemetrySource::telemetrySourceChanged);
+        QSignalSpy secondDeclared(&second, &TelemetrySource::telemetrySourceChanged);
+        // Each source asks again every second until answered. The fake reads the first one's requests before
+        // the second one asks: two bursts at once may overflow its receive buffer.
+        QVERIFY(pollUntil(
+            [&] {
+                ManualClock::now += 100;
+                first.poll();
+                QTest::qWait(5);
+                second.poll();
+            },
+            [&] {
+                const QList<FakeXPlane::Subscriber> senders = xplane.subscribers();
+                return senders.size() == 2 && senders[0].subscriptions.size() == XPlane::SubscriptionCount &&
+                       senders[1].subscriptions.size() == XPlane::SubscriptionCount;
+            }));
+        xplane.answerNow();
+        QVERIFY(pollUntil(
+            [&] {
+                first.poll();
+                second.poll();
+            },
+            [&] { return firstDeclared.count() == 1 && secondDeclared.count() == 1; }));
+        first.stop();
+        QTRY_COMPARE(xplane.subscribers().at(0).subscriptions.size() + xplane.subscribers().at(1).subscriptions.size(),
+                     qsizetype(XPlane::SubscriptionCount));
     }
 
     void theFakeAnswersAtTheRequestedRate() {

@@ -28,14 +28,26 @@ QByteArray reply(std::initializer_list<std::pair<qint32, float>> pairs) {
     return datagram;
 }
 
-// Every value and the name, so that the state is complete.
-QByteArray fullReply(const QByteArray &name) {
+// One name's 64 bytes: those of `name`, then zeros.
+QByteArray namePairs(int firstIndex, const QByteArray &name) {
+    QByteArray pairs;
+    for (int i = 0; i < XPlane::NameLength; ++i)
+        pairs += pair(firstIndex + i, i < name.size() ? float(quint8(name[i])) : 0.0f);
+    return pairs;
+}
+
+// Every value and both names, so that the state is complete.
+QByteArray fullReply(const QByteArray &name, const QByteArray &description = QByteArray()) {
     QByteArray datagram("RREF,", 5);
     for (int i = 0; i < XPlane::ValueCount; ++i)
         datagram += pair(i, float(i + 1));
-    for (int i = 0; i < XPlane::NameLength; ++i)
-        datagram += pair(XPlane::NameFirstIndex + i, i < name.size() ? float(quint8(name[i])) : 0.0f);
+    datagram += namePairs(XPlane::UiNameFirstIndex, name);
+    datagram += namePairs(XPlane::DescripFirstIndex, description);
     return datagram;
+}
+
+QString uiName(const XPlane::ReplyState &state) {
+    return state.name(XPlane::UiNameFirstIndex);
 }
 
 bool writeFile(const QString &path, const QByteArray &contents) {
@@ -66,12 +78,17 @@ private slots:
             "sim/flightmodel/failures/onground_any",
         };
         QCOMPARE(int(XPlane::ValueCount), 11);
-        QCOMPARE(XPlane::SubscriptionCount, 75);
+        QCOMPARE(XPlane::SubscriptionCount, 139);
         for (int i = 0; i < expected.size(); ++i)
             QCOMPARE(XPlane::dataref(i), expected[i]);
         QCOMPARE(XPlane::dataref(11), QByteArray("sim/aircraft/view/acf_ui_name[0]"));
         QCOMPARE(XPlane::dataref(74), QByteArray("sim/aircraft/view/acf_ui_name[63]"));
-        QCOMPARE(XPlane::dataref(75), QByteArray());
+        QCOMPARE(XPlane::UiNameFirstIndex, 11);
+        QCOMPARE(XPlane::DescripFirstIndex, 75);
+        QCOMPARE(XPlane::dataref(75), QByteArray("sim/aircraft/view/acf_descrip[0]"));
+        QCOMPARE(XPlane::dataref(100), QByteArray("sim/aircraft/view/acf_descrip[25]"));
+        QCOMPARE(XPlane::dataref(138), QByteArray("sim/aircraft/view/acf_descrip[63]"));
+        QCOMPARE(XPlane::dataref(139), QByteArray());
         QCOMPARE(XPlane::dataref(-1), QByteArray());
     }
 
@@ -105,7 +122,7 @@ private slots:
         QVERIFY(state.received[XPlane::NormalLoad]);
         QVERIFY(state.received[XPlane::Alpha]);
         QVERIFY(!state.received[XPlane::Beta]);
-        QVERIFY(!state.complete());
+        QVERIFY(!state.valuesComplete());
         // A value keeps its last reading until another comes.
         QVERIFY(XPlane::decodeReply(reply({{XPlane::Beta, -3}}), state));
         QCOMPARE(state.values[XPlane::NormalLoad], 2.5f);
@@ -149,7 +166,7 @@ private slots:
     void unknownIndexesAreSkipped() {
         XPlane::ReplyState state;
         QVERIFY(XPlane::decodeReply(reply({{-1, 5},
-                                           {75, 5},
+                                           {XPlane::SubscriptionCount, 5},
                                            {1000000, 5},
                                            {std::numeric_limits<qint32>::min(), 5},
                                            {XPlane::RollRate, 12}}),
@@ -179,7 +196,9 @@ private slots:
     void nameEndsAtTheFirstZero() {
         XPlane::ReplyState state;
         QVERIFY(XPlane::decodeReply(fullReply("Cessna 172 SP"), state));
-        QVERIFY(state.complete());
+        QVERIFY(state.valuesComplete());
+        QVERIFY(state.nameComplete(XPlane::UiNameFirstIndex));
+        QVERIFY(state.nameComplete(XPlane::DescripFirstIndex));
         QCOMPARE(state.flightModule(), QStringLiteral("Cessna 172 SP"));
         // Bytes after the first zero do not count.
         QVERIFY(XPlane::decodeReply(
@@ -202,23 +221,64 @@ private slots:
                                            {XPlane::NameFirstIndex + 2, -87.0f}, // 0xA9 as a signed char
                                            {XPlane::NameFirstIndex + 3, 0}}),
                                     state));
-        QCOMPARE(state.flightModule(), QString::fromUtf8("K\xC3\xA9"));
+        QCOMPARE(uiName(state), QString::fromUtf8("K\xC3\xA9"));
         // What is no byte leaves the name's byte alone.
         QVERIFY(XPlane::decodeReply(reply({{XPlane::NameFirstIndex + 0, 256},
                                            {XPlane::NameFirstIndex + 1, -129},
                                            {XPlane::NameFirstIndex + 2, 1e30f}}),
                                     state));
-        QCOMPARE(state.flightModule(), QString::fromUtf8("K\xC3\xA9"));
+        QCOMPARE(uiName(state), QString::fromUtf8("K\xC3\xA9"));
         // Invalid UTF-8 still gives a name, with replacement characters.
         QVERIFY(XPlane::decodeReply(reply({{XPlane::NameFirstIndex + 1, float(0xFF)}}), state));
-        QCOMPARE(state.flightModule(), QString::fromUtf8("K\xEF\xBF\xBD\xEF\xBF\xBD"));
+        QCOMPARE(uiName(state), QString::fromUtf8("K\xEF\xBF\xBD\xEF\xBF\xBD"));
+    }
+
+    void aNameCutAt64BytesEndsAtTheLastWholeCharacter() {
+        // 62 ASCII bytes, then the first two of the three bytes of "€" (E2 82 AC): the cut one is left out.
+        XPlane::ReplyState state;
+        QVERIFY(XPlane::decodeReply(fullReply(QByteArray(62, 'a') + "\xE2\x82\xAC"), state));
+        QCOMPARE(state.flightModule(), QString(62, QLatin1Char('a')));
+        // 63 bytes and the lead byte of "é" (C3 A9).
+        QVERIFY(XPlane::decodeReply(fullReply(QByteArray(63, 'b') + "\xC3\xA9"), state));
+        QCOMPARE(state.flightModule(), QString(63, QLatin1Char('b')));
+        // 60 bytes and a whole four-byte character end exactly at the limit: all of it stays.
+        QVERIFY(XPlane::decodeReply(fullReply(QByteArray(60, 'c') + "\xF0\x9F\x9B\xA9"), state));
+        QCOMPARE(state.flightModule(), QString(60, QLatin1Char('c')) + QString::fromUtf8("\xF0\x9F\x9B\xA9"));
+        // 61 bytes and three of the four bytes of that character.
+        QVERIFY(XPlane::decodeReply(fullReply(QByteArray(61, 'd') + "\xF0\x9F\x9B\xA9"), state));
+        QCOMPARE(state.flightModule(), QString(61, QLatin1Char('d')));
+        QVERIFY(!state.flightModule().contains(QChar(0xFFFD)));
+        // The description is cut the same way.
+        QVERIFY(XPlane::decodeReply(fullReply(QByteArray(), QByteArray(63, 'e') + "\xC3\xA9"), state));
+        QCOMPARE(state.flightModule(), QString(63, QLatin1Char('e')));
+    }
+
+    void theUiNameWinsAndTheDescriptionStandsIn() {
+        XPlane::ReplyState state;
+        QVERIFY(XPlane::decodeReply(fullReply("Cessna 172 SP", "Cessna 172SP Skyhawk"), state));
+        QCOMPARE(state.flightModule(), QStringLiteral("Cessna 172 SP"));
+        // X-Plane 11 answers acf_ui_name with zeros: the description is the name.
+        QVERIFY(XPlane::decodeReply(fullReply(QByteArray(), "Cessna 172SP Skyhawk"), state));
+        QCOMPARE(state.flightModule(), QStringLiteral("Cessna 172SP Skyhawk"));
+        // ... or not at all: a ui name that never arrived whole does not count, whatever bytes came.
+        XPlane::ReplyState eleven;
+        QByteArray datagram = QByteArray("RREF,", 5) + namePairs(XPlane::DescripFirstIndex, "Schleicher ASK 21");
+        datagram += pair(XPlane::UiNameFirstIndex, 'X');
+        QVERIFY(XPlane::decodeReply(datagram, eleven));
+        QVERIFY(!eleven.nameComplete(XPlane::UiNameFirstIndex));
+        QVERIFY(eleven.nameComplete(XPlane::DescripFirstIndex));
+        QCOMPARE(eleven.flightModule(), QStringLiteral("Schleicher ASK 21"));
+        // Both empty: no name.
+        QVERIFY(XPlane::decodeReply(fullReply(QByteArray(), QByteArray()), state));
+        QCOMPARE(state.flightModule(), QString());
     }
 
     void clearForgetsEverything() {
         XPlane::ReplyState state;
         QVERIFY(XPlane::decodeReply(fullReply("ASK 21"), state));
         state.clear();
-        QVERIFY(!state.complete());
+        QVERIFY(!state.valuesComplete());
+        QVERIFY(!state.nameComplete(XPlane::UiNameFirstIndex));
         QCOMPARE(state.flightModule(), QString());
         QCOMPARE(state.values[XPlane::Alpha], 0.0f);
     }
