@@ -18,11 +18,40 @@
 
 Q_LOGGING_CATEGORY(lcMsfs, "quillar.telemetry.msfs")
 
-namespace {
-// Bytes taken from the socket but not yet handed out. One message is handed out per tick, so a server that
-// sends faster than that is held back by TCP itself instead of by our memory.
-constexpr qsizetype MaxReceived = 2 * qsizetype(SimConnectWire::MaxMessageSize);
+static_assert(SimConnectReceiver::Capacity == 2 * qsizetype(SimConnectWire::MaxMessageSize));
 
+qsizetype SimConnectReceiver::append(const char *bytes, qsizetype size) {
+    const qsizetype kept = qMin(size, room());
+    if (kept > 0)
+        received.append(bytes, kept);
+    return kept;
+}
+
+SimConnectReceiver::Result SimConnectReceiver::next(SimConnectMessage &message, uint32_t &size) {
+    size = 0;
+    const auto *bytes = reinterpret_cast<const unsigned char *>(received.constData());
+    switch (SimConnectWire::inspectFrame(bytes, std::size_t(received.size()), size)) {
+    case SimConnectWire::Frame::Complete:
+        delivered.reset(new unsigned char[size]);
+        std::memcpy(delivered.get(), bytes, size);
+        received.remove(0, qsizetype(size));
+        SimConnectWire::decodeMessage(delivered.get(), size, message);
+        return Result::Message;
+    case SimConnectWire::Frame::Invalid:
+        return Result::Invalid;
+    case SimConnectWire::Frame::Incomplete:
+        break;
+    }
+    return Result::Incomplete;
+}
+
+bool SimConnectReceiver::hasAnswer() const {
+    uint32_t size = 0;
+    return SimConnectWire::inspectFrame(reinterpret_cast<const unsigned char *>(received.constData()),
+                                        std::size_t(received.size()), size) != SimConnectWire::Frame::Incomplete;
+}
+
+namespace {
 QAbstractSocket::NetworkLayerProtocol family(SimConnectProtocol protocol) {
     return protocol == SimConnectProtocol::IPv6 ? QAbstractSocket::IPv6Protocol : QAbstractSocket::IPv4Protocol;
 }
@@ -101,11 +130,10 @@ bool SimConnectNetworkClient::getNextMessage(SimConnectMessage &message) {
 
     readAvailable();
     uint32_t size = 0;
-    const auto *bytes = reinterpret_cast<const unsigned char *>(received.constData());
-    switch (SimConnectWire::inspectFrame(bytes, std::size_t(received.size()), size)) {
-    case SimConnectWire::Frame::Complete:
-        return deliver(bytes, size, message);
-    case SimConnectWire::Frame::Invalid: {
+    switch (receiver.next(message, size)) {
+    case SimConnectReceiver::Result::Message:
+        return deliver(size, message);
+    case SimConnectReceiver::Result::Invalid: {
         const QString where = currentEndpoint().toString();
         if (!serverAnswered) {
             // Something else listens there (a web server, another program's service): said once, not on
@@ -128,7 +156,7 @@ bool SimConnectNetworkClient::getNextMessage(SimConnectMessage &message) {
         }
         return false;
     }
-    case SimConnectWire::Frame::Incomplete:
+    case SimConnectReceiver::Result::Incomplete:
         break;
     }
     // Whatever is left of a closed connection can never complete.
@@ -146,11 +174,7 @@ bool SimConnectNetworkClient::getNextMessage(SimConnectMessage &message) {
     return false;
 }
 
-bool SimConnectNetworkClient::deliver(const unsigned char *bytes, std::size_t size, SimConnectMessage &message) {
-    delivered.reset(new unsigned char[size]);
-    std::memcpy(delivered.get(), bytes, size);
-    received.remove(0, qsizetype(size));
-    SimConnectWire::decodeMessage(delivered.get(), size, message);
+bool SimConnectNetworkClient::deliver(std::size_t size, SimConnectMessage &message) {
     if (!serverAnswered) {
         serverAnswered = true;
         // A connection that works: whatever failed before may be said again should it fail anew.
@@ -159,8 +183,8 @@ bool SimConnectNetworkClient::deliver(const unsigned char *bytes, std::size_t si
     }
 
     if (message.id == SimConnectWire::IdException && size >= SimConnectWire::ReceiveHeaderSize + 8) {
-        qCDebug(lcMsfs) << "SimConnect exception" << SimConnectWire::readUint32(delivered.get() + 12)
-                        << "for packet" << SimConnectWire::readUint32(delivered.get() + 16);
+        qCDebug(lcMsfs) << "SimConnect exception" << SimConnectWire::readUint32(receiver.lastMessage() + 12)
+                        << "for packet" << SimConnectWire::readUint32(receiver.lastMessage() + 16);
     } else if (message.id == SimConnectMessage::IdQuit) {
         // The simulator is going away: it is not waited for again.
         qCInfo(lcMsfs).noquote() << QStringLiteral("SimConnect server at %1 quit").arg(currentEndpoint().toString());
@@ -218,17 +242,14 @@ void SimConnectNetworkClient::advance() {
         } else if (!serverAnswered && connectedClock.elapsed() >= OpenTimeoutMs) {
             // Accepted, but nothing came back: a service that is not SimConnect, or a simulator that hangs.
             readAvailable();
-            uint32_t size = 0;
-            if (SimConnectWire::inspectFrame(reinterpret_cast<const unsigned char *>(received.constData()),
-                                             std::size_t(received.size()),
-                                             size) != SimConnectWire::Frame::Incomplete)
+            if (receiver.hasAnswer())
                 return; // an answer is waiting to be handed out
             logOnce(QStringLiteral("open"),
                     QStringLiteral("no answer to the open from %1 within 10 s; closing the connection and trying "
                                    "again")
                         .arg(currentEndpoint().toString()));
             dropSocket();
-            received.clear();
+            receiver.clear();
             state = State::Waiting;
             current = (current + 1) % endpoints.size();
         }
@@ -255,7 +276,7 @@ void SimConnectNetworkClient::onConnected() {
     connectedClock.start();
     serverAnswered = false;
     peerGone = false;
-    received.clear();
+    receiver.clear();
     nextSendNumber = 0;
     switchOnKeepAlive();
     qCDebug(lcMsfs).noquote() << QStringLiteral("TCP connection to %1 made; opening SimConnect")
@@ -308,11 +329,11 @@ void SimConnectNetworkClient::switchOnKeepAlive() {
 }
 
 void SimConnectNetworkClient::readAvailable() {
-    while (received.size() < MaxReceived && socket->bytesAvailable() > 0) {
-        const QByteArray chunk = socket->read(MaxReceived - received.size());
+    while (receiver.room() > 0 && socket->bytesAvailable() > 0) {
+        const QByteArray chunk = socket->read(receiver.room());
         if (chunk.isEmpty())
             break;
-        received.append(chunk);
+        receiver.append(chunk.constData(), chunk.size());
     }
 }
 
@@ -326,7 +347,7 @@ bool SimConnectNetworkClient::loseConnection(const char *reason) {
                                                        "answered: %2")
                                             .arg(currentEndpoint().toString(), QString::fromUtf8(reason)));
     dropSocket();
-    received.clear();
+    receiver.clear();
     state = State::Waiting;
     serverAnswered = false;
     // A connection that had worked is tried again first; one that never answered gives way to the next.

@@ -13,6 +13,33 @@
 
 class QTcpSocket;
 
+// The client's receive path: bytes as they come off the connection, in pieces of any size, handed out one
+// whole message at a time. At most Capacity bytes are held; the rest waits in the socket, so a server that
+// sends faster than messages are taken is held back by TCP itself instead of by our memory.
+class SimConnectReceiver {
+public:
+    static constexpr qsizetype Capacity = 2 * qsizetype(1u << 20);
+    enum class Result { Message, Incomplete, Invalid };
+
+    // How many more bytes append takes.
+    qsizetype room() const { return Capacity - received.size(); }
+    // Keeps up to room() of the bytes; returns how many it kept.
+    qsizetype append(const char *bytes, qsizetype size);
+    // Message: the next whole message, decoded into `message`, its bytes copied to a buffer of exactly its
+    // `size` (lastMessage) that stays valid until the next call. Incomplete: more bytes are needed.
+    // Invalid: the size field cannot be SimConnect's (`size` tells it); nothing more can be read.
+    Result next(SimConnectMessage &message, uint32_t &size);
+    // Whether next would hand out a message or find the stream invalid.
+    bool hasAnswer() const;
+    const unsigned char *lastMessage() const { return delivered.get(); }
+    void clear() { received.clear(); }
+
+private:
+    QByteArray received;
+    // The last handed-out message, sized exactly, so a read past its end is caught by the sanitizers.
+    std::unique_ptr<unsigned char[]> delivered;
+};
+
 // SimConnect over TCP, spoken by us (docs/msfs-network.md): the client for MSFS on Linux, under Proton or on
 // another PC, and for Windows builds made without the MSFS SDK.
 //
@@ -82,7 +109,7 @@ private:
     bool loseConnection(const char *reason);
     void send(QByteArray packet);
     void remember(QByteArray packet, bool isRequest, uint32_t requestId);
-    bool deliver(const unsigned char *bytes, std::size_t size, SimConnectMessage &message);
+    bool deliver(std::size_t size, SimConnectMessage &message);
     void dropSocket();
     void switchOnKeepAlive();
     // Logs `text` at info level unless this endpoint has already said exactly it since the last success.
@@ -101,9 +128,7 @@ private:
     uint32_t nextSendNumber = 0;
     bool serverAnswered = false;
     bool peerGone = false;
-    QByteArray received;
+    SimConnectReceiver receiver;
     std::vector<QByteArray> remembered;
     std::vector<std::pair<uint32_t, std::size_t>> requestSlots; // request id, index in `remembered`
-    // The last handed-out message, sized exactly, so a read past its end is caught by the sanitizers.
-    std::unique_ptr<unsigned char[]> delivered;
 };

@@ -6,6 +6,7 @@
 #include "profilereader.h"
 #include "profilestore.h"
 #include "profilewriter.h"
+#include "simconnectnetwork.h"
 #include "simconnectwire.h"
 #include "telemetrysourcecondor2.h"
 #include "telemetrysourcedcs.h"
@@ -166,25 +167,27 @@ private slots:
         QCOMPARE(record.aoa, 6.5f);
     }
 
-    // Every stream of the SimConnect corpus walked message by message as the client walks it, each message in
-    // a buffer of exactly its size; then a whole data message still decodes to its request and block.
+    // Every stream of the SimConnect corpus fed to the client's own receive path in pieces of 1 to 7 bytes,
+    // each message handed out in a buffer of exactly its size; then a whole data message still decodes to
+    // its request and block.
     void simconnectStreams() {
         const QList<QByteArray> inputs = inputsOf(QStringLiteral("fuzz_simconnect"));
         QVERIFY2(!inputs.isEmpty(), "no SimConnect corpus");
         int messages = 0;
         for (const QByteArray &input : inputs) {
-            const auto *bytes = reinterpret_cast<const unsigned char *>(input.constData());
-            std::size_t offset = 0;
-            uint32_t size = 0;
-            while (SimConnectWire::inspectFrame(bytes + offset, std::size_t(input.size()) - offset, size) ==
-                   SimConnectWire::Frame::Complete) {
-                const QByteArray whole = input.mid(qsizetype(offset), qsizetype(size));
+            SimConnectReceiver receiver;
+            qsizetype offset = 0;
+            for (int piece = 1; offset < input.size(); piece = piece % 7 + 1) {
+                offset += receiver.append(input.constData() + offset, qMin<qsizetype>(piece, input.size() - offset));
                 SimConnectMessage message;
-                SimConnectWire::decodeMessage(reinterpret_cast<const unsigned char *>(whole.constData()), size,
-                                              message);
-                QVERIFY(message.size <= size);
-                offset += size;
-                ++messages;
+                uint32_t size = 0;
+                SimConnectReceiver::Result result;
+                while ((result = receiver.next(message, size)) == SimConnectReceiver::Result::Message) {
+                    QVERIFY(message.size <= size);
+                    ++messages;
+                }
+                if (result == SimConnectReceiver::Result::Invalid)
+                    break;
             }
         }
         QVERIFY(messages > 0);
