@@ -9,7 +9,7 @@
 #include <cstdint>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    static volatile unsigned sink; // keeps the reads of the block from being optimised away
+    [[maybe_unused]] static volatile unsigned sink; // keeps the reads of the block from being optimised away
     // FNV-1a of the input seeds the piece sizes.
     uint32_t random = 2166136261u;
     for (size_t i = 0; i < size; ++i)

@@ -14,7 +14,8 @@
 #include "programlauncher.h"
 
 // The whole program, started as a user would, with simulated devices and MSFS reached through our SimConnect
-// network client: a SimConnect.cfg in its working directory points it at a SimConnect server on loopback,
+// network client: a SimConnect.cfg where quillar-setup writes it ($XDG_DATA_HOME/vortane-quillar) points it
+// at a SimConnect server on loopback,
 // the status panel names MSFS and the aircraft, the saved profile for that aircraft switches itself on, and
 // the stick's forces follow the data the server hands out.
 namespace {
@@ -89,11 +90,13 @@ private slots:
 
         // The server listens from the start, but answers data requests only once the devices are open.
         QVERIFY(simulator.listen());
-        QVERIFY(writeAtomically(workingDirectory() + QStringLiteral("/SimConnect.cfg"),
+        QVERIFY(QDir(scratch.path()).mkpath(QStringLiteral("data/vortane-quillar")));
+        QVERIFY(writeAtomically(scratch.filePath(QStringLiteral("data/vortane-quillar/SimConnect.cfg")),
                           "[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=" +
                               QByteArray::number(simulator.port()) + "\n"));
 
         QProcessEnvironment extra;
+        extra.insert(QStringLiteral("XDG_DATA_HOME"), scratch.filePath(QStringLiteral("data")));
         extra.insert(QStringLiteral("QUILLAR_STATUS_PROBE_LOG"), probeLog());
         startProgram(program, workingDirectory(), deviceDirectory(), {QStringLiteral(QUILLAR_STATUS_PROBE)}, extra);
         QVERIFY2(program.waitForStarted(30000), qPrintable(program.errorString()));
