@@ -28,7 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         if (offset < size) {
             const size_t piece = nextPiece();
             const size_t wanted = piece < size - offset ? piece : size - offset;
-            offset += size_t(receiver.append(reinterpret_cast<const char *>(data + offset), qsizetype(wanted)));
+            offset +=
+                size_t(receiver.append(reinterpret_cast<const char *>(data + offset), qsizetype(wanted)));
         }
         // The client takes one message per tick; taking all that are whole before the next piece is the
         // same sequence of buffer states as long as pieces are kept waiting meanwhile.

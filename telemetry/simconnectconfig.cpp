@@ -34,8 +34,8 @@ QString parse(const QByteArray &contents, SimConnectEndpoint &endpoint) {
         if (line.startsWith('[')) {
             if (!line.endsWith(']'))
                 return QStringLiteral("line %1 opens a section it does not close").arg(lineNumber);
-            // Connection entry 0 is ours, written "[SimConnect]" or "[SimConnect.0]"; "[SimConnect.1]" and the
-            // like are for clients that ask for another entry.
+            // Connection entry 0 is ours, written "[SimConnect]" or "[SimConnect.0]"; "[SimConnect.1]" and
+            // the like are for clients that ask for another entry.
             const QByteArray name = line.mid(1, line.size() - 2).trimmed();
             inSection = name.compare("SimConnect", Qt::CaseInsensitive) == 0 ||
                         name.compare("SimConnect.0", Qt::CaseInsensitive) == 0;
@@ -76,7 +76,8 @@ QString parse(const QByteArray &contents, SimConnectEndpoint &endpoint) {
 } // namespace
 
 QString SimConnectEndpoint::toString() const {
-    const QString host = address.contains(QLatin1Char(':')) ? QLatin1Char('[') + address + QLatin1Char(']') : address;
+    const QString host =
+        address.contains(QLatin1Char(':')) ? QLatin1Char('[') + address + QLatin1Char(']') : address;
     return host + QLatin1Char(':') + QString::number(port);
 }
 
@@ -150,10 +151,12 @@ QString SimConnectEndpoints::summary() const {
         const SimConnectEndpoint &endpoint = endpoints.front();
         return QStringLiteral("SimConnect: using %1: %2 (%3)")
             .arg(configFile, endpoint.toString(),
-                 endpoint.protocol == SimConnectProtocol::IPv6 ? QStringLiteral("IPv6") : QStringLiteral("IPv4"));
+                 endpoint.protocol == SimConnectProtocol::IPv6 ? QStringLiteral("IPv6")
+                                                               : QStringLiteral("IPv4"));
     }
     if (!unusableFile.isEmpty())
-        return QStringLiteral("SimConnect: %1 cannot be used; trying %2 in turn").arg(unusableFile, listed(endpoints));
+        return QStringLiteral("SimConnect: %1 cannot be used; trying %2 in turn")
+            .arg(unusableFile, listed(endpoints));
     return QStringLiteral("SimConnect: no SimConnect.cfg (looked for %1); trying %2 in turn")
         .arg(searched.join(QStringLiteral(" and ")), listed(endpoints));
 }

@@ -51,9 +51,9 @@ QStringList simConnectConfigCandidates(const QString &workingDirectory, const QS
 
 // The outcome of the look-up.
 struct SimConnectEndpoints {
-    QStringList searched;   // the candidates, in order
-    QString configFile;     // the file whose endpoint is used; empty when none is
-    QString unusableFile;   // a file that was found but could not be used (already warned about)
+    QStringList searched; // the candidates, in order
+    QString configFile;   // the file whose endpoint is used; empty when none is
+    QString unusableFile; // a file that was found but could not be used (already warned about)
     std::vector<SimConnectEndpoint> endpoints; // tried in turn, one attempt a second
     // The one info line the program logs at start: which file was used, or that none was and which
     // endpoints are tried.

@@ -7,8 +7,8 @@
 #include <cstring>
 
 #if defined(Q_OS_WIN)
-#include <winsock2.h>
 #include <mstcpip.h>
+#include <winsock2.h>
 #include <ws2tcpip.h>
 #elif defined(Q_OS_UNIX)
 #include <netinet/in.h>
@@ -48,12 +48,14 @@ SimConnectReceiver::Result SimConnectReceiver::next(SimConnectMessage &message, 
 bool SimConnectReceiver::hasAnswer() const {
     uint32_t size = 0;
     return SimConnectWire::inspectFrame(reinterpret_cast<const unsigned char *>(received.constData()),
-                                        std::size_t(received.size()), size) != SimConnectWire::Frame::Incomplete;
+                                        std::size_t(received.size()),
+                                        size) != SimConnectWire::Frame::Incomplete;
 }
 
 namespace {
 QAbstractSocket::NetworkLayerProtocol family(SimConnectProtocol protocol) {
-    return protocol == SimConnectProtocol::IPv6 ? QAbstractSocket::IPv6Protocol : QAbstractSocket::IPv4Protocol;
+    return protocol == SimConnectProtocol::IPv6 ? QAbstractSocket::IPv6Protocol
+                                                : QAbstractSocket::IPv4Protocol;
 }
 } // namespace
 
@@ -86,7 +88,8 @@ void SimConnectNetworkClient::addToDataDefinition(uint32_t definitionId, const c
 
 void SimConnectNetworkClient::requestDataOnSimObjectType(uint32_t requestId, uint32_t definitionId,
                                                          uint32_t radiusMeters, uint32_t objectType) {
-    remember(SimConnectWire::requestDataOnSimObjectTypePacket(requestId, definitionId, radiusMeters, objectType, 0),
+    remember(SimConnectWire::requestDataOnSimObjectTypePacket(requestId, definitionId, radiusMeters,
+                                                              objectType, 0),
              true, requestId);
 }
 
@@ -138,14 +141,16 @@ bool SimConnectNetworkClient::getNextMessage(SimConnectMessage &message) {
         if (!serverAnswered) {
             // Something else listens there (a web server, another program's service): said once, not on
             // every attempt.
-            logOnce(QStringLiteral("not SimConnect"),
-                    QStringLiteral("the service at %1 is not SimConnect (it sent a message size of %2 bytes); "
-                                   "trying again every second")
-                        .arg(where)
-                        .arg(size));
+            logOnce(
+                QStringLiteral("not SimConnect"),
+                QStringLiteral("the service at %1 is not SimConnect (it sent a message size of %2 bytes); "
+                               "trying again every second")
+                    .arg(where)
+                    .arg(size));
         } else {
             qCWarning(lcMsfs).noquote()
-                << QStringLiteral("SimConnect server at %1 sent a message size of %2 bytes; closing the connection")
+                << QStringLiteral(
+                       "SimConnect server at %1 sent a message size of %2 bytes; closing the connection")
                        .arg(where)
                        .arg(size);
         }
@@ -179,7 +184,8 @@ bool SimConnectNetworkClient::deliver(std::size_t size, SimConnectMessage &messa
         serverAnswered = true;
         // A connection that works: whatever failed before may be said again should it fail anew.
         logged.clear();
-        qCInfo(lcMsfs).noquote() << QStringLiteral("connected to SimConnect at %1").arg(currentEndpoint().toString());
+        qCInfo(lcMsfs).noquote()
+            << QStringLiteral("connected to SimConnect at %1").arg(currentEndpoint().toString());
     }
 
     if (message.id == SimConnectWire::IdException && size >= SimConnectWire::ReceiveHeaderSize + 8) {
@@ -187,7 +193,8 @@ bool SimConnectNetworkClient::deliver(std::size_t size, SimConnectMessage &messa
                         << "for packet" << SimConnectWire::readUint32(receiver.lastMessage() + 16);
     } else if (message.id == SimConnectMessage::IdQuit) {
         // The simulator is going away: it is not waited for again.
-        qCInfo(lcMsfs).noquote() << QStringLiteral("SimConnect server at %1 quit").arg(currentEndpoint().toString());
+        qCInfo(lcMsfs).noquote()
+            << QStringLiteral("SimConnect server at %1 quit").arg(currentEndpoint().toString());
         dropSocket();
         state = State::Finished;
     }
@@ -226,11 +233,14 @@ void SimConnectNetworkClient::advance() {
         if (!failed && attemptClock.elapsed() < ConnectTimeoutMs)
             return;
         const QString where = currentEndpoint().toString();
-        // Once per endpoint and kind of failure, not once a second for as long as the simulator is not running.
+        // Once per endpoint and kind of failure, not once a second for as long as the simulator is not
+        // running.
         const QString failure =
-            failed ? socket->errorString()
-                   : QStringLiteral("no answer within 5 s (firewall, or nothing listening at %1?)").arg(where);
-        logOnce(QStringLiteral("connect"), QStringLiteral("no SimConnect server at %1: %2").arg(where, failure));
+            failed
+                ? socket->errorString()
+                : QStringLiteral("no answer within 5 s (firewall, or nothing listening at %1?)").arg(where);
+        logOnce(QStringLiteral("connect"),
+                QStringLiteral("no SimConnect server at %1: %2").arg(where, failure));
         dropSocket();
         state = State::Waiting;
         current = (current + 1) % endpoints.size();
@@ -244,10 +254,11 @@ void SimConnectNetworkClient::advance() {
             readAvailable();
             if (receiver.hasAnswer())
                 return; // an answer is waiting to be handed out
-            logOnce(QStringLiteral("open"),
-                    QStringLiteral("no answer to the open from %1 within 10 s; closing the connection and trying "
-                                   "again")
-                        .arg(currentEndpoint().toString()));
+            logOnce(
+                QStringLiteral("open"),
+                QStringLiteral("no answer to the open from %1 within 10 s; closing the connection and trying "
+                               "again")
+                    .arg(currentEndpoint().toString()));
             dropSocket();
             receiver.clear();
             state = State::Waiting;
@@ -279,8 +290,8 @@ void SimConnectNetworkClient::onConnected() {
     receiver.clear();
     nextSendNumber = 0;
     switchOnKeepAlive();
-    qCDebug(lcMsfs).noquote() << QStringLiteral("TCP connection to %1 made; opening SimConnect")
-                                     .arg(currentEndpoint().toString());
+    qCDebug(lcMsfs).noquote()
+        << QStringLiteral("TCP connection to %1 made; opening SimConnect").arg(currentEndpoint().toString());
     send(SimConnectWire::openPacket(clientName.constData(), 0));
     for (const QByteArray &packet : remembered)
         send(packet);

@@ -51,8 +51,9 @@ private:
 //   before the connection is up, they are sent right after the open packet; after a reconnection they are
 //   sent again, so the simulator sees what a freshly connected source would send.
 // - A connection that the server closes, or that we close because its stream cannot be SimConnect's (a
-//   size field outside 12 bytes .. 1 MiB), is lost: if the server had answered on it, the source is handed one
-//   quit message of our own making, so it ends its telemetry as for a quit, and a new connection is tried.
+//   size field outside 12 bytes .. 1 MiB), is lost: if the server had answered on it, the source is handed
+//   one quit message of our own making, so it ends its telemetry as for a quit, and a new connection is
+//   tried.
 // - The simulator's own quit message is passed on and ends the connection for good: the source does not
 //   reconnect after a quit, and neither does this client.
 // - Connection attempts start at most once per second, going through the endpoints in turn (after a lost

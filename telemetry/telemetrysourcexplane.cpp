@@ -283,7 +283,8 @@ TelemetrySourceXPlane::TelemetrySourceXPlane(QObject *parent, const XPlane::Endp
                 if (QThread::currentThread() == thread() || !thread()->isRunning())
                     stop();
                 else
-                    QMetaObject::invokeMethod(this, &TelemetrySourceXPlane::stop, Qt::BlockingQueuedConnection);
+                    QMetaObject::invokeMethod(this, &TelemetrySourceXPlane::stop,
+                                              Qt::BlockingQueuedConnection);
             },
             Qt::DirectConnection);
     }

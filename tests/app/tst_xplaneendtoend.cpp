@@ -5,14 +5,14 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
-#include <csignal>
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstring>
 #include <memory>
 
-#include "fakexplane.h"
 #include "devicelog.h"
+#include "fakexplane.h"
 #include "programlauncher.h"
 
 // The whole program, started as a user would, with simulated devices and a simulated X-Plane on a port the
@@ -102,9 +102,8 @@ private:
         QFile::remove(statusLog());
         QFile::remove(scratch.filePath(QStringLiteral("config/vortane-quillar/quillar.conf")));
         // Where X-Plane is, as a user with X-Plane on another port would say it.
-        QVERIFY(
-            writeAtomically(scratch.filePath(QStringLiteral("config/vortane-quillar/quillar.conf")),
-                            "[xplane]\nhost=127.0.0.1\nport=" + QByteArray::number(fake.port()) + '\n'));
+        QVERIFY(writeAtomically(scratch.filePath(QStringLiteral("config/vortane-quillar/quillar.conf")),
+                                "[xplane]\nhost=127.0.0.1\nport=" + QByteArray::number(fake.port()) + '\n'));
 
         QProcessEnvironment extra;
         extra.insert(QStringLiteral("XDG_CONFIG_HOME"), scratch.filePath(QStringLiteral("config")));
@@ -113,7 +112,6 @@ private:
                      extra);
         QVERIFY2(program.waitForStarted(30000), qPrintable(program.errorString()));
     }
-
 
     // SIGTERM or SIGINT: the program quits as when its window is closed, and X-Plane is told to forget
     // every index, from the port that subscribed; nothing is streamed to the dead port afterwards.
@@ -194,8 +192,10 @@ private slots:
             shownAt("source=X-Plane\tmodule=Cessna 172 SP\tgame=6\tprofile=Cessna 172 SP") > 0,
             lastStatus().constData(), 30000);
         // Its settings arrived suddenly: the DirectX override goes out, then the forces fade in anew.
-        QTRY_VERIFY_WITH_TIMEOUT(!select(readWrites(writesLog()), "joystick", 0x21, detectionStart).isEmpty(), 30000);
-        const int64_t cessnaSwitched = select(readWrites(writesLog()), "joystick", 0x21, detectionStart).first().micros;
+        QTRY_VERIFY_WITH_TIMEOUT(!select(readWrites(writesLog()), "joystick", 0x21, detectionStart).isEmpty(),
+                                 30000);
+        const int64_t cessnaSwitched =
+            select(readWrites(writesLog()), "joystick", 0x21, detectionStart).first().micros;
 
         // Simple spring on the roll axis: -p*S; elevator weight: -G*S*10/100.
         const double cessnaRoll = -double(JoystickRoll) * CessnaAileronsSpring;
@@ -216,8 +216,10 @@ private slots:
         QTRY_VERIFY2_WITH_TIMEOUT(
             shownAt("source=X-Plane\tmodule=Boeing 737-800\tgame=6\tprofile=Boeing 737-800") > 0,
             lastStatus().constData(), 30000);
-        QTRY_VERIFY_WITH_TIMEOUT(!select(readWrites(writesLog()), "joystick", 0x21, changeStart).isEmpty(), 30000);
-        const int64_t boeingSwitched = select(readWrites(writesLog()), "joystick", 0x21, changeStart).first().micros;
+        QTRY_VERIFY_WITH_TIMEOUT(!select(readWrites(writesLog()), "joystick", 0x21, changeStart).isEmpty(),
+                                 30000);
+        const int64_t boeingSwitched =
+            select(readWrites(writesLog()), "joystick", 0x21, changeStart).first().micros;
         QTRY_VERIFY2_WITH_TIMEOUT(stickForcesAre(boeingSwitched + (TransitionMs + 500) * 1000, 0,
                                                  -1.0 * BoeingElevatorWeight * 10 / 100),
                                   lastStickForces().constData(), 30000);
@@ -256,8 +258,10 @@ private slots:
                                           "profile=Cessna 172SP Skyhawk") > 0,
                                   lastStatus().constData(), 30000);
         // Its saved profile drives the stick.
-        QTRY_VERIFY_WITH_TIMEOUT(!select(readWrites(writesLog()), "joystick", 0x21, detectionStart).isEmpty(), 30000);
-        const int64_t switched = select(readWrites(writesLog()), "joystick", 0x21, detectionStart).first().micros;
+        QTRY_VERIFY_WITH_TIMEOUT(!select(readWrites(writesLog()), "joystick", 0x21, detectionStart).isEmpty(),
+                                 30000);
+        const int64_t switched =
+            select(readWrites(writesLog()), "joystick", 0x21, detectionStart).first().micros;
         QTRY_VERIFY2_WITH_TIMEOUT(stickForcesAre(switched + (TransitionMs + 500) * 1000,
                                                  -double(JoystickRoll) * CessnaAileronsSpring,
                                                  -2.5 * CessnaElevatorWeight * 10 / 100),

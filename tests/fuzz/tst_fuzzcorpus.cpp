@@ -178,7 +178,8 @@ private slots:
             SimConnectReceiver receiver;
             qsizetype offset = 0;
             for (int piece = 1; offset < input.size(); piece = piece % 7 + 1) {
-                offset += receiver.append(input.constData() + offset, qMin<qsizetype>(piece, input.size() - offset));
+                offset += receiver.append(input.constData() + offset,
+                                          qMin<qsizetype>(piece, input.size() - offset));
                 SimConnectMessage message;
                 uint32_t size = 0;
                 SimConnectReceiver::Result result;
@@ -210,7 +211,8 @@ private slots:
                  SimConnectWire::Frame::Complete);
         QCOMPARE(size, uint32_t(440));
         SimConnectMessage message;
-        SimConnectWire::decodeMessage(reinterpret_cast<const unsigned char *>(data.constData()), size, message);
+        SimConnectWire::decodeMessage(reinterpret_cast<const unsigned char *>(data.constData()), size,
+                                      message);
         QCOMPARE(message.id, SimConnectMessage::IdSimObjectDataByType);
         QCOMPARE(message.requestId, uint32_t(0));
         QCOMPARE(message.size, std::size_t(400));

@@ -41,25 +41,29 @@ private slots:
         QTest::addColumn<QString>("address");
         QTest::addColumn<int>("port");
         QTest::newRow("as the setup tool writes it")
-            << QByteArray("[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=29779\n") << "127.0.0.1" << 29779;
+            << QByteArray("[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=29779\n") << "127.0.0.1"
+            << 29779;
         QTest::newRow("another PC") << QByteArray("[SimConnect]\r\nProtocol=IPv4\r\nAddress=192.168.1.20\r\n"
                                                   "Port=4506\r\n")
                                     << "192.168.1.20" << 4506;
         QTest::newRow("keys in any case, spaces, comments and other keys")
-            << QByteArray("; written by hand\n[simconnect]\n  protocol = ipv4\n# the sim PC\nADDRESS = flightsim.lan\n"
+            << QByteArray("; written by hand\n[simconnect]\n  protocol = ipv4\n# the sim PC\nADDRESS = "
+                          "flightsim.lan\n"
                           "port= 51111 \nMaxReceiveSize=41088\nDisableNagle=1\n")
             << "flightsim.lan" << 51111;
         QTest::newRow("with a byte order mark")
             << QByteArray("\xEF\xBB\xBF[SimConnect]\nAddress=10.0.0.2\nPort=600\n") << "10.0.0.2" << 600;
         QTest::newRow("only the first entry counts")
-            << QByteArray("[SimConnect.1]\nProtocol=Pipe\nAddress=10.9.9.9\nPort=1\n[SimConnect]\nAddress=10.0.0.3\n"
-                          "Port=700\n[Other]\nPort=2\n")
+            << QByteArray(
+                   "[SimConnect.1]\nProtocol=Pipe\nAddress=10.9.9.9\nPort=1\n[SimConnect]\nAddress=10.0.0.3\n"
+                   "Port=700\n[Other]\nPort=2\n")
             << "10.0.0.3" << 700;
         QTest::newRow("entry zero by its number")
             << QByteArray("[SimConnect.0]\nProtocol=IPv4\nAddress=10.0.0.4\nPort=800\n") << "10.0.0.4" << 800;
-        QTest::newRow("missing keys keep their defaults") << QByteArray("[SimConnect]\nPort=4242\n") << "127.0.0.1"
-                                                          << 4242;
-        QTest::newRow("no port: ours") << QByteArray("[SimConnect]\nAddress=10.0.0.5\n") << "10.0.0.5" << 29779;
+        QTest::newRow("missing keys keep their defaults")
+            << QByteArray("[SimConnect]\nPort=4242\n") << "127.0.0.1" << 4242;
+        QTest::newRow("no port: ours")
+            << QByteArray("[SimConnect]\nAddress=10.0.0.5\n") << "10.0.0.5" << 29779;
     }
 
     void readsTheSimConnectSection() {
@@ -86,16 +90,19 @@ private slots:
                               << "Protocol=Pipe is not supported (only IPv4 and IPv6)";
         QTest::newRow("port text") << QByteArray("[SimConnect]\nAddress=10.0.0.1\nPort=five hundred\n")
                                    << "Port=five hundred is not a port number";
-        QTest::newRow("port too large") << QByteArray("[SimConnect]\nPort=70000\n") << "Port=70000 is not a port number";
+        QTest::newRow("port too large")
+            << QByteArray("[SimConnect]\nPort=70000\n") << "Port=70000 is not a port number";
         QTest::newRow("port zero") << QByteArray("[SimConnect]\nPort=0\n") << "Port=0 is not a port number";
-        QTest::newRow("port negative") << QByteArray("[SimConnect]\nPort=-5\n") << "Port=-5 is not a port number";
-        QTest::newRow("empty address") << QByteArray("[SimConnect]\nAddress=\nPort=500\n") << "Address is empty";
+        QTest::newRow("port negative")
+            << QByteArray("[SimConnect]\nPort=-5\n") << "Port=-5 is not a port number";
+        QTest::newRow("empty address")
+            << QByteArray("[SimConnect]\nAddress=\nPort=500\n") << "Address is empty";
         QTest::newRow("a stray line") << QByteArray("[SimConnect]\nAddress 10.0.0.1\n")
                                       << "line 2 is neither a section nor a key=value entry";
-        QTest::newRow("a key without a name") << QByteArray("[SimConnect]\n=500\n")
-                                              << "line 2 is neither a section nor a key=value entry";
-        QTest::newRow("an unclosed section") << QByteArray("\n[SimConnect\nPort=500\n")
-                                             << "line 2 opens a section it does not close";
+        QTest::newRow("a key without a name")
+            << QByteArray("[SimConnect]\n=500\n") << "line 2 is neither a section nor a key=value entry";
+        QTest::newRow("an unclosed section")
+            << QByteArray("\n[SimConnect\nPort=500\n") << "line 2 opens a section it does not close";
         QTest::newRow("binary") << QByteArray("\x00\x01\x02\xff\xfe", 5)
                                 << "line 1 is neither a section nor a key=value entry";
         QTest::newRow("too large") << (QByteArray("[SimConnect]\nPort=600\n") + QByteArray(70000, ';'))
@@ -108,9 +115,10 @@ private slots:
         ScratchWorkingDirectory scratch(ScratchWorkingDirectory::WithoutProfileFolder);
         const QString path = QDir(scratch.path()).filePath("SimConnect.cfg");
         QVERIFY(write(path, contents));
-        QTest::ignoreMessage(QtWarningMsg,
-                             qPrintable(QStringLiteral("%1: %2; trying 127.0.0.1:29779 and 127.0.0.1:500 instead")
-                                            .arg(QFileInfo(path).absoluteFilePath(), problem)));
+        QTest::ignoreMessage(
+            QtWarningMsg,
+            qPrintable(QStringLiteral("%1: %2; trying 127.0.0.1:29779 and 127.0.0.1:500 instead")
+                           .arg(QFileInfo(path).absoluteFilePath(), problem)));
         QVERIFY(!readSimConnectConfig(path).has_value());
     }
 
@@ -119,10 +127,11 @@ private slots:
         // A folder where the file should be: it exists, but cannot be read as a file.
         QVERIFY(QDir(scratch.path()).mkdir("SimConnect.cfg"));
         const QString path = QDir(scratch.path()).filePath("SimConnect.cfg");
-        QTest::ignoreMessage(QtWarningMsg,
-                             QRegularExpression(QStringLiteral("^%1: it cannot be read \\(.*\\); trying "
-                                                               "127\\.0\\.0\\.1:29779 and 127\\.0\\.0\\.1:500 instead$")
-                                                    .arg(QRegularExpression::escape(QFileInfo(path).absoluteFilePath()))));
+        QTest::ignoreMessage(
+            QtWarningMsg,
+            QRegularExpression(QStringLiteral("^%1: it cannot be read \\(.*\\); trying "
+                                              "127\\.0\\.0\\.1:29779 and 127\\.0\\.0\\.1:500 instead$")
+                                   .arg(QRegularExpression::escape(QFileInfo(path).absoluteFilePath()))));
         QVERIFY(!readSimConnectConfig(path).has_value());
     }
 
@@ -155,11 +164,12 @@ private slots:
         SimConnectEndpoints found = findSimConnectEndpoints(work, data);
         QCOMPARE(found.configFile, QString());
         QCOMPARE(found.endpoints.size(), size_t(2));
-        QCOMPARE(found.summary(),
-                 QStringLiteral("SimConnect: no SimConnect.cfg (looked for %1/SimConnect.cfg and "
-                                "%2/vortane-quillar/SimConnect.cfg); trying 127.0.0.1:29779 and 127.0.0.1:500 "
-                                "in turn")
-                     .arg(work, data));
+        QCOMPARE(
+            found.summary(),
+            QStringLiteral("SimConnect: no SimConnect.cfg (looked for %1/SimConnect.cfg and "
+                           "%2/vortane-quillar/SimConnect.cfg); trying 127.0.0.1:29779 and 127.0.0.1:500 "
+                           "in turn")
+                .arg(work, data));
 
         // Only the data home's (as quillar-setup writes it): that one.
         QVERIFY(write(data + QStringLiteral("/vortane-quillar/SimConnect.cfg"),
@@ -179,15 +189,16 @@ private slots:
         QCOMPARE(found.configFile, work + QStringLiteral("/SimConnect.cfg"));
         QCOMPARE(found.endpoints.size(), size_t(1));
         QCOMPARE(found.endpoints[0].toString(), QStringLiteral("flightsim.lan:600"));
-        QCOMPARE(found.summary(), QStringLiteral("SimConnect: using %1/SimConnect.cfg: flightsim.lan:600 (IPv6)")
-                                      .arg(work));
+        QCOMPARE(found.summary(),
+                 QStringLiteral("SimConnect: using %1/SimConnect.cfg: flightsim.lan:600 (IPv6)").arg(work));
 
         // A working directory's file that cannot be used: one warning, the defaults, not the other file.
         QVERIFY(write(work + QStringLiteral("/SimConnect.cfg"), "[SimConnect]\nPort=0\n"));
-        QTest::ignoreMessage(QtWarningMsg, qPrintable(QStringLiteral("%1/SimConnect.cfg: Port=0 is not a port "
-                                                                     "number; trying 127.0.0.1:29779 and "
-                                                                     "127.0.0.1:500 instead")
-                                                          .arg(work)));
+        QTest::ignoreMessage(QtWarningMsg,
+                             qPrintable(QStringLiteral("%1/SimConnect.cfg: Port=0 is not a port "
+                                                       "number; trying 127.0.0.1:29779 and "
+                                                       "127.0.0.1:500 instead")
+                                            .arg(work)));
         found = findSimConnectEndpoints(work, data);
         QCOMPARE(found.configFile, QString());
         QCOMPARE(found.endpoints.size(), size_t(2));

@@ -100,7 +100,8 @@ struct Flight {
         return pollUntil([this] { source->poll(); }, [&] { return server.requests.size() > answered; });
     }
     // Polls as the telemetry worker does, every 20 ms, for `milliseconds` or until `done`.
-    bool pollFor(qint64 milliseconds, const std::function<bool()> &done = [] { return false; }) {
+    bool pollFor(
+        qint64 milliseconds, const std::function<bool()> &done = [] { return false; }) {
         QElapsedTimer timer;
         timer.start();
         while (!timer.hasExpired(milliseconds)) {
@@ -153,7 +154,8 @@ private slots:
         Flight flight;
         QVERIFY(flight.start());
         flight.pollFor(SimConnectNetworkClient::KeepAliveIdleS * 1000 +
-                       SimConnectNetworkClient::KeepAliveCount * SimConnectNetworkClient::KeepAliveIntervalS * 1000 +
+                       SimConnectNetworkClient::KeepAliveCount * SimConnectNetworkClient::KeepAliveIntervalS *
+                           1000 +
                        SimConnectNetworkClient::UserTimeoutMs / 2);
         QCOMPARE(flight.ended->count(), 0);
         QVERIFY(flight.source->isActive());

@@ -168,8 +168,8 @@ class TestSimConnectNetwork : public QObject {
             server.serveOnRequest(block("Served Aircraft", 180.0));
             return pollUntil([this] { return declared->count() == 1; });
         }
-        // Stops the data flow and waits until nothing of it is on its way: the source's first request that the
-        // server leaves unanswered has arrived, so every block served before it has been taken.
+        // Stops the data flow and waits until nothing of it is on its way: the source's first request that
+        // the server leaves unanswered has arrived, so every block served before it has been taken.
         bool quiesce() {
             server.stopServing();
             const size_t answered = server.requests.size();
@@ -295,9 +295,10 @@ private slots:
         ManualClock::uninstall();
         qInstallMessageHandler(previous);
         // The log says what to check, not "Unknown error".
-        QCOMPARE(lines, QStringList{QStringLiteral("no SimConnect server at 127.0.0.1:%1: no answer within 5 s "
-                                                   "(firewall, or nothing listening at 127.0.0.1:%1?)")
-                                        .arg(hanging.port())});
+        QCOMPARE(lines,
+                 QStringList{QStringLiteral("no SimConnect server at 127.0.0.1:%1: no answer within 5 s "
+                                            "(firewall, or nothing listening at 127.0.0.1:%1?)")
+                                 .arg(hanging.port())});
     }
 
     // --- where the client connects ---
@@ -330,7 +331,8 @@ private slots:
             QCOMPARE(client.currentEndpoint().port, endpoints[1].port);
             ManualClock::now += 1000;
         }
-        QVERIFY(FakeSimConnectServer::waitFor([&] { return client.getNextMessage(message) && message.id == 2; }));
+        QVERIFY(
+            FakeSimConnectServer::waitFor([&] { return client.getNextMessage(message) && message.id == 2; }));
         QCOMPARE(server.connections, 1);
         QCOMPARE(client.connectionAttempts(), listening + 1);
         QVERIFY(client.isConnected());
@@ -357,7 +359,8 @@ private slots:
         SimConnectNetworkClient client(found.endpoints);
         client.open("Vortane");
         SimConnectMessage message;
-        QVERIFY(FakeSimConnectServer::waitFor([&] { return client.getNextMessage(message) && message.id == 2; }));
+        QVERIFY(
+            FakeSimConnectServer::waitFor([&] { return client.getNextMessage(message) && message.id == 2; }));
         QCOMPARE(client.currentEndpoint().port, SimConnectPorts::Own);
     }
 
@@ -372,20 +375,22 @@ private slots:
         // One server on 127.0.0.1 and another on ::1, on the same port.
         FakeSimConnectServer four, six;
         QVERIFY(four.listen());
-        QVERIFY2(six.listen(QHostAddress(QHostAddress::LocalHostIPv6), four.port()), qPrintable(six.listenError()));
+        QVERIFY2(six.listen(QHostAddress(QHostAddress::LocalHostIPv6), four.port()),
+                 qPrintable(six.listenError()));
         FakeSimConnectServer &expected = protocol == int(SimConnectProtocol::IPv6) ? six : four;
         FakeSimConnectServer &other = protocol == int(SimConnectProtocol::IPv6) ? four : six;
 
         // An address of the family.
         SimConnectEndpoint endpoint = loopback(four.port());
         endpoint.protocol = SimConnectProtocol(protocol);
-        endpoint.address = protocol == int(SimConnectProtocol::IPv6) ? QStringLiteral("::1")
-                                                                     : QStringLiteral("127.0.0.1");
+        endpoint.address =
+            protocol == int(SimConnectProtocol::IPv6) ? QStringLiteral("::1") : QStringLiteral("127.0.0.1");
         {
             SimConnectNetworkClient client(endpoint);
             client.open("Vortane");
             SimConnectMessage message;
-            QVERIFY(FakeSimConnectServer::waitFor([&] { return client.getNextMessage(message) && message.id == 2; }));
+            QVERIFY(FakeSimConnectServer::waitFor(
+                [&] { return client.getNextMessage(message) && message.id == 2; }));
             QCOMPARE(expected.connections, 1);
             QCOMPARE(other.connections, 0);
         }
@@ -396,10 +401,12 @@ private slots:
         SimConnectNetworkClient client(endpoint);
         client.open("Vortane");
         SimConnectMessage message;
-        QVERIFY(FakeSimConnectServer::waitFor([&] {
-            client.getNextMessage(message);
-            return !client.isConnecting();
-        }, 10000));
+        QVERIFY(FakeSimConnectServer::waitFor(
+            [&] {
+                client.getNextMessage(message);
+                return !client.isConnecting();
+            },
+            10000));
         QCOMPARE(other.connections, 0);
         if (protocol == int(SimConnectProtocol::IPv4))
             QCOMPARE(four.connections, 2);
@@ -453,7 +460,8 @@ private slots:
             for (int second = 1; second <= 4; ++second) {
                 QVERIFY(FakeSimConnectServer::waitFor([&] {
                     client.getNextMessage(message);
-                    return client.connectionAttempts() == second && !client.isConnected() && !client.isConnecting();
+                    return client.connectionAttempts() == second && !client.isConnected() &&
+                           !client.isConnecting();
                 }));
                 ManualClock::now += 1000;
             }
@@ -464,7 +472,8 @@ private slots:
         QVERIFY2(lines[0].startsWith(QStringLiteral("the service at 127.0.0.1:")) &&
                      lines[0].contains(QStringLiteral("is not SimConnect")),
                  qPrintable(lines.join('\n')));
-        QVERIFY2(lines[1].contains(QStringLiteral("ended before the server answered")), qPrintable(lines.join('\n')));
+        QVERIFY2(lines[1].contains(QStringLiteral("ended before the server answered")),
+                 qPrintable(lines.join('\n')));
     }
 
     void sendsTheOpenAndTheCallsMadeBeforeTheConnection() {
@@ -472,7 +481,8 @@ private slots:
         QVERIFY(server.listen());
         SimConnectNetworkClient client(loopback(server.port()));
         client.open("Vortane");
-        client.addToDataDefinition(0, "G FORCE", "GForce", SimConnectSeam::DATATYPE_FLOAT64, 0.0f, 0xFFFFFFFFu);
+        client.addToDataDefinition(0, "G FORCE", "GForce", SimConnectSeam::DATATYPE_FLOAT64, 0.0f,
+                                   0xFFFFFFFFu);
         client.requestDataOnSimObjectType(0, 0, 0, 0);
         client.subscribeToSystemEvent(1, "SimStop");
         client.requestDataOnSimObjectType(0, 0, 0, 0); // the same request again, still unconnected: sent once
@@ -494,7 +504,8 @@ private slots:
         }
         QCOMPARE(server.packets[0].bytes.toHex(), SimConnectWire::openPacket("Vortane", 0).toHex());
         QCOMPARE(server.packets[1].bytes.toHex(),
-                 SimConnectWire::addToDataDefinitionPacket(0, "G FORCE", "GForce", 4, 0.0f, 0xFFFFFFFFu, 1).toHex());
+                 SimConnectWire::addToDataDefinitionPacket(0, "G FORCE", "GForce", 4, 0.0f, 0xFFFFFFFFu, 1)
+                     .toHex());
         QCOMPARE(server.clientName, QByteArray("Vortane"));
 
         // The server's answer to the open is handed on like any message.
@@ -619,11 +630,11 @@ private slots:
         QTest::newRow("unknown id") << FakeSimConnectServer::message(12345, word(0) + block("x")) << 0;
         QTest::newRow("exception") << FakeSimConnectServer::message(1, word(7) + word(3) + word(2)) << 0;
         QTest::newRow("cut exception") << FakeSimConnectServer::message(1, word(7)) << 0;
-        QTest::newRow("event for no subscription") << FakeSimConnectServer::message(4, word(0xFFFFFFFFu) + word(9) + word(0))
-                                                   << 0;
+        QTest::newRow("event for no subscription")
+            << FakeSimConnectServer::message(4, word(0xFFFFFFFFu) + word(9) + word(0)) << 0;
         QTest::newRow("event without its id") << FakeSimConnectServer::message(4, word(0xFFFFFFFFu)) << 0;
-        QTest::newRow("data without its request id") << FakeSimConnectServer::message(9, QByteArray("\x00\x00", 2))
-                                                      << 0;
+        QTest::newRow("data without its request id")
+            << FakeSimConnectServer::message(9, QByteArray("\x00\x00", 2)) << 0;
         QTest::newRow("short block") << dataMessage(block("Short").left(399)) << 0;
         QTest::newRow("header-only data") << dataMessage(QByteArray()) << 0;
         QTest::newRow("long block") << dataMessage(block("Long", 210.0) + QByteArray(600, '\x7f')) << 1;
@@ -657,7 +668,8 @@ private slots:
         const auto subscribedAgain = [&] {
             for (size_t i = packetsBefore; i < rig.server.packets.size(); ++i) {
                 const FakeSimConnectServer::Packet &packet = rig.server.packets[i];
-                if (packet.call == SimConnectWire::CallSubscribeToSystemEvent && packet.bytes.contains("Pause"))
+                if (packet.call == SimConnectWire::CallSubscribeToSystemEvent &&
+                    packet.bytes.contains("Pause"))
                     return packet.connection == 1;
             }
             return false;

@@ -597,7 +597,8 @@ private slots:
             },
             [&] { return firstDeclared.count() == 1 && secondDeclared.count() == 1; }));
         first.stop();
-        QTRY_COMPARE(xplane.subscribers().at(0).subscriptions.size() + xplane.subscribers().at(1).subscriptions.size(),
+        QTRY_COMPARE(xplane.subscribers().at(0).subscriptions.size() +
+                         xplane.subscribers().at(1).subscriptions.size(),
                      qsizetype(XPlane::SubscriptionCount));
     }
 

@@ -262,7 +262,8 @@ private slots:
         QCOMPARE(state.flightModule(), QStringLiteral("Cessna 172SP Skyhawk"));
         // ... or not at all: a ui name that never arrived whole does not count, whatever bytes came.
         XPlane::ReplyState eleven;
-        QByteArray datagram = QByteArray("RREF,", 5) + namePairs(XPlane::DescripFirstIndex, "Schleicher ASK 21");
+        QByteArray datagram =
+            QByteArray("RREF,", 5) + namePairs(XPlane::DescripFirstIndex, "Schleicher ASK 21");
         datagram += pair(XPlane::UiNameFirstIndex, 'X');
         QVERIFY(XPlane::decodeReply(datagram, eleven));
         QVERIFY(!eleven.nameComplete(XPlane::UiNameFirstIndex));
