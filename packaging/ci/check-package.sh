@@ -134,7 +134,7 @@ step "Links in the installed documentation"
 # Every relative link of a shipped page leads to a file the package ships.
 docs_root="$work/root/usr/share/doc/vortane-quillar"
 while IFS= read -r page; do
-    grep -o '](\([^)]*\))' "$page" | sed 's/^](\(.*\))$/\1/' | while IFS= read -r target; do
+    { grep -o '](\([^)]*\))' "$page" || true; } | sed 's/^](\(.*\))$/\1/' | while IFS= read -r target; do
         case "$target" in
         [a-zA-Z]*:* | "#"*) continue ;;
         esac

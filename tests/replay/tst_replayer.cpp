@@ -267,7 +267,7 @@ private slots:
         for (int k = 1; k <= 3; ++k) {
             const qint64 due = (k - 1) * 105000 + 100000;
             const qint64 at = rewoundAtUs.at(k - 1);
-            QVERIFY2(at >= due - 1000 && at < due + 60000,
+            QVERIFY2(at >= due - 1000 && at < due + 150000,
                      qPrintable(QStringLiteral("rewind %1 at %2 us, due at %3 us").arg(k).arg(at).arg(due)));
         }
         QCOMPARE(finished.count(), 0);
@@ -301,11 +301,19 @@ private slots:
         QVERIFY(finished.wait(5000));
         const qint64 finishedUs = wall.nsecsElapsed() / 1000;
         QTRY_COMPARE(arrivedUs.size(), flight.size());
-        for (int i = 0; i < arrivedUs.size(); ++i)
+        // Never early (at 3 they would be); typically late by no more than a wake-up (at 2 the tenth would
+        // be 100 ms late, and the median 50 ms).
+        QList<qint64> lateness;
+        for (int i = 0; i < arrivedUs.size(); ++i) {
             QVERIFY2(arrivedUs.at(i) >= i * 40000 - 1000,
                      qPrintable(QStringLiteral("record %1 at %2 us").arg(i).arg(arrivedUs.at(i))));
-        // 400 ms at 2.5 (at 2 or 3 it would be 500 or 333 ms).
-        QVERIFY2(finishedUs >= 400000 - 1000 && finishedUs < 400000 + 60000, qPrintable(QString::number(finishedUs)));
+            lateness << arrivedUs.at(i) - i * 40000;
+        }
+        std::sort(lateness.begin(), lateness.end());
+        QVERIFY2(lateness.at(lateness.size() / 2) < 20000,
+                 qPrintable(QStringLiteral("median lateness %1 us").arg(lateness.at(lateness.size() / 2))));
+        // The last record is due at 400 ms.
+        QVERIFY2(finishedUs >= 400000 - 1000 && finishedUs < 400000 + 150000, qPrintable(QString::number(finishedUs)));
     }
 
     // A recording started long before the simulator: each pass starts at its first record.
@@ -334,8 +342,8 @@ private slots:
         replayer.start();
         QTRY_VERIFY_WITH_TIMEOUT(arrivedUs.size() >= 6, 3000);
         // Pass one at once, pass two one period after pass one's last record (100 + 20 ms), not 5 s later.
-        QVERIFY2(arrivedUs.at(0) < 60000, qPrintable(QString::number(arrivedUs.at(0))));
-        QVERIFY2(arrivedUs.at(3) >= 120000 - 1000 && arrivedUs.at(3) < 120000 + 60000,
+        QVERIFY2(arrivedUs.at(0) < 1000000, qPrintable(QString::number(arrivedUs.at(0))));
+        QVERIFY2(arrivedUs.at(3) >= 120000 - 1000 && arrivedUs.at(3) < 120000 + 150000,
                  qPrintable(QString::number(arrivedUs.at(3))));
     }
 
