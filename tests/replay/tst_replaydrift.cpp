@@ -73,6 +73,9 @@ private slots:
         };
         const qint64 early = median(latenessUs.mid(0, 3000));
         const qint64 late = median(latenessUs.mid(Records - 3000));
+        qInfo("played %lld us (last record due at %lld us); median lateness %lld us over the first 3000 records, "
+              "%lld us over the last 3000",
+              qlonglong(playedUs), qlonglong(lastDue), qlonglong(early), qlonglong(late));
         QVERIFY2(late < 5000 && late < early + 3000,
                  qPrintable(QStringLiteral("median lateness %1 us at the start, %2 us at the end").arg(early).arg(late)));
     }
