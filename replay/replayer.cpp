@@ -47,7 +47,9 @@ bool Replayer::listenForXPlane(QString *error) {
         connect(xplane, &QUdpSocket::readyRead, this, &Replayer::takeSubscriptions);
     }
     if (xplane->state() == QAbstractSocket::BoundState ||
-        xplane->bind(QHostAddress(QHostAddress::LocalHost), endpoints.xplanePort))
+        // Exclusively, as the War Thunder port: with address sharing a second program on the port (X-Plane
+        // itself, another replay) would go unnoticed and take the subscriptions meant for this one.
+        xplane->bind(QHostAddress(QHostAddress::LocalHost), endpoints.xplanePort, QAbstractSocket::DontShareAddress))
         return true;
     if (error)
         *error = QStringLiteral("cannot stand in for X-Plane on UDP port %1: %2")
@@ -101,13 +103,18 @@ void Replayer::start() {
     clock.start();
     passOffsetMicros = 0;
     havePending = nextRecord(pending);
-    sendDue();
+    passFirstMicros = havePending ? pending.micros : 0;
+    // The first records go out from the event loop, never from here: a recording with nothing in it
+    // finishes at once, and a finished() emitted before the caller's loop runs would be lost.
+    timer->start(0);
 }
 
+// Each pass starts at its first record, so the minutes a recording ran before the simulator sent anything
+// are not replayed as minutes of nothing. Due times are counted from one clock, so lateness never adds up.
 void Replayer::sendDue() {
     const int64_t playedMicros = int64_t(double(clock.nsecsElapsed()) / 1000.0 * speed);
     while (havePending) {
-        const int64_t due = passOffsetMicros + pending.micros;
+        const int64_t due = passOffsetMicros + (pending.micros - passFirstMicros);
         if (due > playedMicros) {
             const double waitMs = double(due - playedMicros) / 1000.0 / speed;
             timer->start(int(std::ceil(waitMs)));
@@ -119,8 +126,11 @@ void Replayer::sendDue() {
         if (!havePending && loop) {
             // The next pass starts one recorded record period after the last record.
             rewindRecords();
-            passOffsetMicros += lastMicros + 20000;
+            passOffsetMicros += (lastMicros - passFirstMicros) + 20000;
             havePending = nextRecord(pending);
+            passFirstMicros = havePending ? pending.micros : 0;
+            if (!havePending)
+                break; // nothing to loop over
         }
     }
     emit finished();

@@ -48,7 +48,8 @@ public:
     qint64 simConnectBlocksSkipped() const { return skipped; }
 
 signals:
-    // The last record went out (never with loop on).
+    // The last record went out (never with loop on, unless there is nothing to loop over). Always emitted
+    // from the event loop, after start() has returned, also for a recording without records.
     void finished();
 
 private:
@@ -70,6 +71,7 @@ private:
     QTimer *timer = nullptr;
     QElapsedTimer clock;
     int64_t passOffsetMicros = 0; // playing time at which the current pass of a loop began
+    int64_t passFirstMicros = 0;  // recorded time of the current pass's first record
     int64_t lastMicros = 0;
     TelemetryRecording::Record pending;
     bool havePending = false;

@@ -58,6 +58,32 @@ EOF
     ;;
 esac
 
+# A relative --record FILE names a file where the user started the launcher, not in the data folder the
+# program runs in: it is made absolute here, in every spelling the program takes.
+caller=$(pwd)
+absolute() {
+    case "$1" in
+    /*) printf '%s' "$1" ;;
+    *) printf '%s/%s' "$caller" "$1" ;;
+    esac
+}
+count=$#
+record_next=0
+for argument do
+    if [ "$record_next" = 1 ]; then
+        argument=$(absolute "$argument")
+        record_next=0
+    else
+        case "$argument" in
+        --record | -record) record_next=1 ;;
+        --record=?*) argument="--record=$(absolute "${argument#--record=}")" ;;
+        -record=?*) argument="-record=$(absolute "${argument#-record=}")" ;;
+        esac
+    fi
+    set -- "$@" "$argument"
+done
+shift "$count"
+
 data="${XDG_DATA_HOME:-$HOME/.local/share}/vortane-quillar"
 mkdir -p "$data"
 

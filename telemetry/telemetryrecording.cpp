@@ -140,24 +140,33 @@ bool RecordingFile::open(const QString &path) {
         errorText = QStringLiteral("cannot open %1: %2").arg(path, file.errorString());
         return false;
     }
-    const qint64 size = file.size();
-    const char *data = nullptr;
-    if (size < 1024 * 1024) {
-        smallFile = file.readAll();
-        data = smallFile.constData();
-    } else {
-        data = reinterpret_cast<const char *>(file.map(0, size));
-        if (!data) {
+    // Read to the end, by the bytes each read actually returns: a pipe (<(zcat rec.qrec.gz)) has no size to
+    // ask for, and a file another program cuts short while it is read simply ends there. Nothing is mapped,
+    // so no later truncation can fault.
+    bytes.clear();
+    constexpr qint64 Chunk = 1024 * 1024;
+    for (;;) {
+        const qsizetype before = bytes.size();
+        bytes.resize(before + Chunk);
+        const qint64 got = file.read(bytes.data() + before, Chunk);
+        if (got < 0) {
+            bytes.clear();
             errorText = QStringLiteral("cannot read %1: %2").arg(path, file.errorString());
             return false;
         }
+        bytes.resize(before + got);
+        if (got == 0)
+            break;
     }
-    if (!fileReader.open(data, size)) {
+    file.close();
+    if (!fileReader.open(bytes.constData(), bytes.size())) {
         errorText = QStringLiteral("%1: %2").arg(path, fileReader.error());
         return false;
     }
     Record record;
     while (fileReader.next(record)) {
+        if (count == 0)
+            firstMicros = record.micros;
         ++count;
         lastMicros = record.micros;
     }

@@ -38,7 +38,7 @@ QByteArray fileHeader();
 void encodeRecord(int64_t micros, uint8_t source, Kind kind, const char *data, qsizetype size, QByteArray &out);
 QByteArray encodeRecord(const Record &record);
 
-// Reads a recording from memory (a mapped file or a byte array), checking every record before it hands it out.
+// Reads a recording from memory, checking every record before it hands it out.
 class Reader {
 public:
     // False with error() set when the bytes do not start as a recording of a version this program reads.
@@ -64,21 +64,25 @@ private:
     QJsonObject descriptionObject;
 };
 
-// A recording file mapped into memory and checked whole, so a damaged file is refused before anything is sent.
+// A recording read into memory and checked whole, so a damaged file is refused before anything is sent. Files,
+// pipes and anything else open() takes are read the same way, to their end.
 class RecordingFile {
 public:
     bool open(const QString &path);
     Reader &reader() { return fileReader; }
     const QString &error() const { return errorText; }
     qint64 recordCount() const { return count; }
-    int64_t durationMicros() const { return lastMicros; }
+    // From the first record to the last: what a replay, which starts at the first record, plays.
+    int64_t durationMicros() const { return lastMicros - firstMicros; }
+    int64_t firstRecordMicros() const { return firstMicros; }
 
 private:
     QFile file;
-    QByteArray smallFile; // an empty file cannot be mapped
+    QByteArray bytes;
     Reader fileReader;
     QString errorText;
     qint64 count = 0;
+    int64_t firstMicros = 0;
     int64_t lastMicros = 0;
 };
 

@@ -25,6 +25,32 @@ double niceStep(double span) {
 
 } // namespace
 
+// Forces get two units of height, the others one each. Spring gains have an axis of their own: a unitless
+// gain of a few hundred would squash the forces' percentages flat.
+const ForceScopePlot::Panel ForceScopePlot::panels[PanelCount] = {
+    {"Forces (% of full scale)", {0, 2, 3, 5, 6, 8}, 6, true, 2},
+    {"Spring gain", {1, 4, 7}, 3, false, 1},
+    {"Airspeed (km/h)", {9}, 1, false, 1},
+    {"AoA (°), G-force (g)", {10, 11}, 2, false, 1},
+};
+
+QString ForceScopePlot::panelTitle(int panel) {
+    return panel >= 0 && panel < PanelCount ? QString::fromUtf8(panels[panel].title) : QString();
+}
+
+std::pair<double, double> ForceScopePlot::panelRange(int panel) const {
+    if (panel < 0 || panel >= PanelCount)
+        return {0, 0};
+    const int64_t newestMs = count ? samples[(next + Capacity - 1) % Capacity].timeMs : 0;
+    const Scale scale = scaleFor(panels[panel], newestMs);
+    return {scale.low, scale.high};
+}
+
+int ForceScopePlot::bandRows(qreal devicePixelRatio) {
+    constexpr int DeviceRows = 64;
+    return std::max(1, int(std::floor(DeviceRows / std::max(devicePixelRatio, qreal(1)))));
+}
+
 ForceScopePlot::ForceScopePlot(QWidget *parent) : QWidget(parent), samples(Capacity) {
     std::fill(std::begin(shown), std::end(shown), true);
     line.reserve(2 * 4096);
@@ -139,49 +165,50 @@ QByteArray ForceScopePlot::csv() const {
 }
 
 void ForceScopePlot::paintEvent(QPaintEvent *) {
-    static const Panel panels[] = {{"Forces (% of full scale)", 0, 8, true},
-                                   {"Airspeed (km/h)", 9, 9, false},
-                                   {"AoA (°), G-force (g)", 10, 11, false}};
     QPainter painter(this);
     const QRectF area = QRectF(rect()).adjusted(LeftMargin, TopMargin, -RightMargin, -BottomMargin);
-    if (area.width() < 20 || area.height() < 60) {
+    if (area.width() < 20 || area.height() < 80) {
         painter.fillRect(rect(), palette().base());
         return;
     }
-    // The forces get half the height, the telemetry a quarter each.
-    const double unit = (area.height() - 2 * PanelGap) / 4.0;
-    const double heights[] = {2 * unit, unit, unit};
-    QRectF areas[3];
+    int units = 0;
+    for (const Panel &panel : panels)
+        units += panel.heightUnits;
+    const double unit = (area.height() - (PanelCount - 1) * PanelGap) / units;
+    QRectF areas[PanelCount];
     double top = area.top();
-    for (int i = 0; i < 3; ++i) {
-        areas[i] = QRectF(area.left(), top, area.width(), heights[i]);
-        top += heights[i] + PanelGap;
+    for (int i = 0; i < PanelCount; ++i) {
+        areas[i] = QRectF(area.left(), top, area.width(), panels[i].heightUnits * unit);
+        top += areas[i].height() + PanelGap;
     }
     const int64_t newestMs = count ? samples[(next + Capacity - 1) % Capacity].timeMs : 0;
-    Scale scales[3];
-    for (int i = 0; i < 3; ++i)
+    Scale scales[PanelCount];
+    bool sameScales = true;
+    for (int i = 0; i < PanelCount; ++i) {
         scales[i] = scaleFor(panels[i], newestMs);
+        sameScales = sameScales && scales[i] == frameScales[i];
+    }
 
     const qreal ratio = devicePixelRatioF();
-    if (frame.size() != size() * ratio || !(scales[0] == frameScales[0]) || !(scales[1] == frameScales[1]) ||
-        !(scales[2] == frameScales[2])) {
+    if (frame.size() != size() * ratio || !sameScales) {
         frame = QPixmap(size() * ratio);
         frame.setDevicePixelRatio(ratio);
         frame.fill(palette().color(QPalette::Base));
         QPainter framePainter(&frame);
-        for (int i = 0; i < 3; ++i) {
-            drawFrame(framePainter, areas[i], panels[i], scales[i], i == 2);
+        labelAreas.clear();
+        for (int i = 0; i < PanelCount; ++i) {
+            drawFrame(framePainter, i, areas[i], scales[i], i == PanelCount - 1);
             frameScales[i] = scales[i];
         }
     }
-    // In bands of fewer than 96 rows: Qt hands a taller copy to its thread pool, and waking those threads
-    // 30 times a second costs far more than the copy itself.
-    constexpr int Band = 64;
-    for (int y = 0; y < height(); y += Band) {
-        const QRect band(0, y, width(), std::min(Band, height() - y));
-        painter.drawPixmap(band, frame, QRectF(band.topLeft() * ratio, band.size() * ratio));
+    // In bands of fewer than 96 device-pixel rows: Qt hands a taller copy to its thread pool, and waking those
+    // threads 30 times a second costs far more than the copy itself. At a ratio of 2 a logical row is two.
+    const int band = bandRows(ratio);
+    for (int y = 0; y < height(); y += band) {
+        const QRect rows(0, y, width(), std::min(band, height() - y));
+        painter.drawPixmap(rows, frame, QRectF(rows.topLeft() * ratio, rows.size() * ratio));
     }
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < PanelCount; ++i)
         drawSeries(painter, areas[i], panels[i], scales[i], newestMs);
 }
 
@@ -193,7 +220,8 @@ ForceScopePlot::Scale ForceScopePlot::scaleFor(const Panel &panel, int64_t newes
         const ScopeSample &sample = samples[(oldest + i) % Capacity];
         if (newestMs - sample.timeMs > WindowMs)
             continue;
-        for (int series = panel.firstSeries; series <= panel.lastSeries; ++series) {
+        for (int k = 0; k < panel.seriesCount; ++k) {
+            const int series = panel.series[k];
             if (!shown[series])
                 continue;
             const double value = double(seriesValue(sample, series));
@@ -216,7 +244,7 @@ ForceScopePlot::Scale ForceScopePlot::scaleFor(const Panel &panel, int64_t newes
     return scale;
 }
 
-void ForceScopePlot::drawFrame(QPainter &painter, const QRectF &area, const Panel &panel, const Scale &scale,
+void ForceScopePlot::drawFrame(QPainter &painter, int panelIndex, const QRectF &area, const Scale &scale,
                                bool timeLabels) {
     const QColor text = palette().color(QPalette::Text);
     QColor grid = text;
@@ -227,13 +255,22 @@ void ForceScopePlot::drawFrame(QPainter &painter, const QRectF &area, const Pane
     painter.setPen(grid);
     painter.drawRect(area);
     painter.setFont(font());
+    const double labelHeight = fontMetrics().height();
+    // Each label stays inside its own panel's height, so the top label of one panel and the bottom label of
+    // the one above never share rows; one that would touch the label before it is left out.
+    double lastLabelTop = area.bottom() + labelHeight;
     for (double value = scale.low; value <= scale.high + scale.step / 2; value += scale.step) {
         const double y = yOf(value);
         painter.setPen(grid);
         painter.drawLine(QPointF(area.left(), y), QPointF(area.right(), y));
+        const double labelTop = std::clamp(y - labelHeight / 2, area.top(), area.bottom() - labelHeight);
+        if (labelTop + labelHeight > lastLabelTop)
+            continue;
+        lastLabelTop = labelTop;
+        const QRectF label(0, labelTop, LeftMargin - 4, labelHeight);
+        labelAreas.emplace_back(panelIndex, label);
         painter.setPen(text);
-        painter.drawText(QRectF(0, y - 8, LeftMargin - 4, 16), Qt::AlignRight | Qt::AlignVCenter,
-                         QString::number(value, 'g', 4));
+        painter.drawText(label, Qt::AlignRight | Qt::AlignVCenter, QString::number(value, 'g', 4));
     }
     for (int second = 0; second <= WindowMs / 1000; second += 2) {
         const double x = area.right() - second * area.width() / (WindowMs / 1000);
@@ -246,7 +283,8 @@ void ForceScopePlot::drawFrame(QPainter &painter, const QRectF &area, const Pane
         }
     }
     painter.setPen(text);
-    painter.drawText(area.adjusted(6, 2, -6, -2), Qt::AlignLeft | Qt::AlignTop, QString::fromUtf8(panel.title));
+    painter.drawText(area.adjusted(6, 2, -6, -2), Qt::AlignLeft | Qt::AlignTop,
+                     QString::fromUtf8(panels[panelIndex].title));
 }
 
 void ForceScopePlot::drawSeries(QPainter &painter, const QRectF &area, const Panel &panel, const Scale &scale,
@@ -263,9 +301,11 @@ void ForceScopePlot::drawSeries(QPainter &painter, const QRectF &area, const Pan
     // stroker, which draws on this thread.
     painter.save();
     painter.setClipRect(area);
-    for (int series = panel.firstSeries; series <= panel.lastSeries; ++series) {
+    for (int k = 0; k < panel.seriesCount; ++k) {
+        const int series = panel.series[k];
         if (!shown[series] || count == 0)
             continue;
+        painter.setPen(QPen(seriesColor(series), 0)); // width 0: cosmetic
         line.clear();
         int column = INT32_MIN;
         double columnLow = 0, columnHigh = 0, columnX = 0;
@@ -279,10 +319,19 @@ void ForceScopePlot::drawSeries(QPainter &painter, const QRectF &area, const Pan
             if (second != first)
                 line.emplace_back(columnX, yOf(second));
         };
+        int64_t previousMs = INT64_MIN;
         for (std::size_t i = 0; i < count; ++i) {
             const ScopeSample &sample = samples[(oldest + i) % Capacity];
             if (newestMs - sample.timeMs > WindowMs)
                 continue;
+            // Cycles missing here (paused, hidden): end the line and start a new one after the gap.
+            if (previousMs != INT64_MIN && sample.timeMs - previousMs > BreakAfterMs) {
+                flush();
+                painter.drawPolyline(line.data(), int(line.size()));
+                line.clear();
+                column = INT32_MIN;
+            }
+            previousMs = sample.timeMs;
             double value = double(seriesValue(sample, series));
             if (!std::isfinite(value))
                 value = 0;
@@ -306,7 +355,6 @@ void ForceScopePlot::drawSeries(QPainter &painter, const QRectF &area, const Pan
             }
         }
         flush();
-        painter.setPen(QPen(seriesColor(series), 0)); // width 0: cosmetic
         painter.drawPolyline(line.data(), int(line.size()));
     }
     painter.restore();

@@ -7,17 +7,22 @@
 #include <QPointF>
 #include <QString>
 #include <QWidget>
+#include <utility>
 #include <vector>
 
-// The force scope's drawing: the last ten seconds of the cycle's outputs and of the telemetry, in three
-// panels stacked over one time axis (forces; airspeed; AoA and g), drawn with QPainter. It keeps its own
-// copy of the samples, so a paused view still shows, resizes and exports what it had.
+// The force scope's drawing: the last ten seconds of the cycle's outputs and of the telemetry, in four
+// panels stacked over one time axis (forces; spring gains, which have no unit and reach hundreds; airspeed;
+// AoA and g), drawn with QPainter. It keeps its own copy of the samples, so a paused view still shows,
+// resizes and exports what it had. Where cycles are missing (a pause, a hidden view) the lines break.
 class ForceScopePlot : public QWidget {
     Q_OBJECT
 
 public:
     static constexpr int SeriesCount = 12;
     static constexpr int WindowMs = 10000;
+    static constexpr int PanelCount = 4;
+    // Consecutive samples further apart than this (ten 10 ms cycles) are not joined by a line.
+    static constexpr int BreakAfterMs = 100;
 
     explicit ForceScopePlot(QWidget *parent = nullptr);
 
@@ -39,6 +44,15 @@ public:
     // What is on screen as CSV: the time in seconds and every shown series, one row per cycle.
     QByteArray csv() const;
 
+    static QString panelTitle(int panel);
+    // The value range of a panel's axis for the samples now held (as the next frame draws it).
+    std::pair<double, double> panelRange(int panel) const;
+    // Where the last frame put each panel's axis labels, in logical pixels.
+    const std::vector<std::pair<int, QRectF>> &axisLabelAreas() const { return labelAreas; }
+    // Rows of the cached frame copied at once. Qt hands a copy of 96 or more device-pixel rows to its
+    // thread pool; the bands stay below that at any device-pixel ratio.
+    static int bandRows(qreal devicePixelRatio);
+
     QSize sizeHint() const override { return QSize(640, 420); }
     QSize minimumSizeHint() const override { return QSize(320, 240); }
 
@@ -48,10 +62,12 @@ protected:
 private:
     struct Panel {
         const char *title;
-        int firstSeries;
-        int lastSeries;
+        int series[6];
+        int seriesCount;
         bool symmetric;
+        int heightUnits;
     };
+    static const Panel panels[PanelCount];
     struct Scale {
         double low = 0, high = 1, step = 1;
         bool operator==(const Scale &other) const {
@@ -59,8 +75,7 @@ private:
         }
     };
     Scale scaleFor(const Panel &panel, int64_t newestMs) const;
-    void drawFrame(class QPainter &painter, const QRectF &area, const Panel &panel, const Scale &scale,
-                   bool timeLabels);
+    void drawFrame(class QPainter &painter, int panelIndex, const QRectF &area, const Scale &scale, bool timeLabels);
     void drawSeries(class QPainter &painter, const QRectF &area, const Panel &panel, const Scale &scale,
                     int64_t newestMs);
 
@@ -73,5 +88,6 @@ private:
     std::vector<QPointF> line; // reused by every series of every frame
     // Grid, labels and titles change only with the size and the scales: drawn once into here.
     QPixmap frame;
-    Scale frameScales[3];
+    Scale frameScales[PanelCount];
+    std::vector<std::pair<int, QRectF>> labelAreas;
 };

@@ -9,37 +9,46 @@
 #include <cstdio>
 
 int main(int argc, char *argv[]) {
+    TelemetryRecorder::ignoreBrokenPipes();
     // --help and --version are answered before QApplication exists, so they work without a display (in a
     // terminal over ssh, in a package check). Any other command line starts the program as usual.
     QStringList arguments;
     for (int index = 0; index < argc; ++index)
         arguments << QString::fromLocal8Bit(argv[index]);
     const CommandLineRequest request = readCommandLine(arguments, MainWindow::ApplicationVersion);
+    if (request.action == CommandLineRequest::UsageError) {
+        std::fputs(request.output.toLocal8Bit().constData(), stderr);
+        return CommandLineUsageExitCode;
+    }
     if (request.action != CommandLineRequest::Run) {
         std::fputs(request.output.toLocal8Bit().constData(), stdout);
         return 0;
     }
 
+    // --record FILE: everything the simulators send is also written to FILE (docs/recordings.md). A file that
+    // cannot be made ends the program before any window system is touched.
+    if (!request.recordPath.isEmpty()) {
+        QString error;
+        if (!TelemetryRecorder::instance().start(request.recordPath, &error)) {
+            QTextStream(stderr) << "quillar: " << error << '\n';
+            return CommandLineUsageExitCode;
+        }
+    }
+
     // On Linux argv already arrives as UTF-8 bytes; only Windows needs its wide command line converted first.
     QApplication application(argc, argv);
     quitOnTerminationSignals();
-    // --record FILE: everything the simulators send is also written to FILE (docs/recordings.md).
-    const QStringList applicationArguments = QCoreApplication::arguments();
-    if (const qsizetype record = applicationArguments.indexOf(QStringLiteral("--record")); record > 0) {
-        QString error;
-        if (record + 1 >= applicationArguments.size() ||
-            !TelemetryRecorder::instance().start(applicationArguments.at(record + 1), &error)) {
-            QTextStream(stderr) << "quillar: " << (error.isEmpty() ? QStringLiteral("--record needs a FILE") : error)
-                                << '\n';
-            return 2;
-        }
-    }
+    // Wayland names the window by this id; it matches the installed desktop entry, so the desktop shows the
+    // program's own name and icon for it.
+    QGuiApplication::setDesktopFileName(QStringLiteral("vortane-quillar"));
     // Before the window lists the profiles, so a newcomer's demo flight finds its profile.
     installDemoProfile(QStringLiteral("effect_profiles"));
     auto *window = new MainWindow();
     window->show();
     window->centreOnPrimaryScreen();
     const int exitCode = application.exec();
+    // What the recording's writer still holds goes to the file before the process ends.
+    TelemetryRecorder::instance().stop();
     // The workers and their threads are left running on purpose: the process simply ends.
     delete window;
     return exitCode;

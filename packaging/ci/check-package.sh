@@ -3,10 +3,12 @@
 # /usr (through sudo when not root), then removes it again.
 #
 # Builds the Debian package and checks it with the tools Debian uses (dpkg-deb, lintian, desktop-file-validate,
-# appstreamcli), then does what a user does: installs it with apt-get, asks the program its version, starts the
-# installed program through its launcher offscreen over the preloaded hidapi double until it writes a report
-# to the stick, reinstalls it, removes and purges it, and checks that nothing of it is left and that the user's profiles
-# were never touched.
+# appstreamcli) and checks that the links of its documentation hold, then does what a user does: installs the
+# previous commit's build (this package repacked under that version, with changed files), upgrades it to this
+# build with a plain apt-get install and checks that every file was replaced, asks the programs their version,
+# starts the installed program through its launcher offscreen over the preloaded hidapi double until it writes
+# a report to the stick, reinstalls it, removes and purges it, and checks that nothing of it is left and that
+# the user's profiles were never touched.
 #
 #   packaging/ci/check-package.sh
 #
@@ -53,9 +55,28 @@ step "Building the package"
 deb=$(scripts/package.sh | tail -n 1)
 [ -f "$deb" ] || fail "scripts/package.sh made no package"
 build_dir=$(dirname "$deb")
-version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build_dir/CMakeCache.txt")
+# The program's version (its title, --version) and the package's, which grows with every newer commit.
+program_version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build_dir/CMakeCache.txt")
+version=$(sed -n 's/^QUILLAR_PACKAGE_VERSION:INTERNAL=//p' "$build_dir/CMakeCache.txt")
 arch=$(dpkg --print-architecture)
-[ -n "$version" ] || fail "no project version in $build_dir/CMakeCache.txt"
+[ -n "$program_version" ] || fail "no project version in $build_dir/CMakeCache.txt"
+[ -n "$version" ] || fail "no package version in $build_dir/CMakeCache.txt"
+case "$version" in
+"$program_version+git"*) ;;
+*) fail "package version $version does not start with $program_version+git" ;;
+esac
+# Of the commit the package was built from, when the checkout is a git one: the same stamp for HEAD.
+if git -C "$QUILLAR_ROOT" rev-parse --git-dir >/dev/null 2>&1; then
+    stamp() { TZ=UTC git -C "$QUILLAR_ROOT" log -1 --format=%cd.%h --date=format-local:%Y%m%d%H%M%S "$1"; }
+    [ "$version" = "$program_version+git$(stamp HEAD)" ] ||
+        fail "package version $version is not that of HEAD ($program_version+git$(stamp HEAD))"
+    if git -C "$QUILLAR_ROOT" rev-parse --verify -q HEAD~1 >/dev/null; then
+        older_version="$program_version+git$(stamp HEAD~1)"
+    fi
+fi
+older_version="${older_version:-$program_version+git19700101000000}"
+dpkg --compare-versions "$version" gt "$older_version" ||
+    fail "package version $version is not newer than the previous commit's $older_version"
 [ "$(basename "$deb")" = "vortane-quillar_${version}_${arch}.deb" ] ||
     fail "package file is $(basename "$deb"), expected vortane-quillar_${version}_${arch}.deb"
 echo "$deb"
@@ -109,6 +130,22 @@ grep -qx 'Exec=/usr/bin/quillar-launch' "$desktop" || fail "the desktop entry do
 appstreamcli validate --no-net "$work/root/usr/share/metainfo/com.vortane.quillar.metainfo.xml" ||
     fail "appstreamcli validate reports problems"
 
+step "Links in the installed documentation"
+# Every relative link of a shipped page leads to a file the package ships.
+docs_root="$work/root/usr/share/doc/vortane-quillar"
+while IFS= read -r page; do
+    { grep -o '](\([^)]*\))' "$page" || true; } | sed 's/^](\(.*\))$/\1/' | while IFS= read -r target; do
+        case "$target" in
+        [a-zA-Z]*:* | "#"*) continue ;;
+        esac
+        target_file="${target%%#*}"
+        target_file="${target_file%% *}"
+        [ -e "$(dirname "$page")/$target_file" ] ||
+            fail "${page#"$work/root"} links to $target, which the package does not ship"
+    done
+done < <(find "$docs_root" -name '*.md')
+echo "every link leads to a shipped file"
+
 step "Installing with apt-get"
 if dpkg-query -W -f='${db:Status-Abbrev}' vortane-quillar 2>/dev/null | grep -q '^.[^n]'; then
     fail "vortane-quillar is already installed on this machine; remove it first"
@@ -132,9 +169,39 @@ profiles_untouched() { snapshot | diff -u "$work/profiles-before.txt" - || fail 
 
 # A path ("./vortane-quillar_….deb" as a user types it) makes apt-get install that file, not look up a name.
 deb_path="$(cd "$(dirname "$deb")" && pwd)/$(basename "$deb")"
+
+# The previous commit's build, as a user has it installed: this package under the previous commit's
+# version, with files that differ (a line added to each text file), so that the upgrade must replace them.
+older="$work/older"
+dpkg-deb -R "$deb" "$older"
+sed -i "s/^Version: .*/Version: $older_version/" "$older/DEBIAN/control"
+for changed in usr/bin/quillar-launch usr/share/doc/vortane-quillar/README.md \
+    usr/share/applications/vortane-quillar.desktop usr/lib/udev/rules.d/70-vortane-quillar.rules; do
+    echo "# from the older build" >>"$older/$changed"
+done
+(cd "$older" && find . -path ./DEBIAN -prune -o -type f -printf '%P\0' | xargs -0 md5sum >DEBIAN/md5sums)
+older_deb="$work/vortane-quillar_${older_version}_${arch}.deb"
+dpkg-deb --root-owner-group -b "$older" "$older_deb" >/dev/null
+
 installed_by_us=1
+apt_get install "$older_deb"
+[ "$(dpkg-query -W -f='${Version}' vortane-quillar)" = "$older_version" ] || fail "the older build is not installed"
+tail -n 1 /usr/share/doc/vortane-quillar/README.md | grep -qx '# from the older build' ||
+    fail "the older build's README is not in place"
+
+step "Upgrading to this build with a plain apt-get install (no --reinstall)"
 apt_get install "$deb_path"
 dpkg-query -W -f='${db:Status-Abbrev}\n' vortane-quillar | grep -q '^ii' || fail "vortane-quillar is not installed"
+[ "$(dpkg-query -W -f='${Version}' vortane-quillar)" = "$version" ] ||
+    fail "after the upgrade dpkg has version $(dpkg-query -W -f='${Version}' vortane-quillar), expected $version"
+# Every installed file is this build's: dpkg checks them against the new package's checksums, and the
+# changed ones are compared with the package's own bytes.
+dpkg --verify vortane-quillar || fail "installed files differ from this build's (dpkg --verify above)"
+for changed in usr/bin/quillar-launch usr/share/doc/vortane-quillar/README.md \
+    usr/share/applications/vortane-quillar.desktop usr/lib/udev/rules.d/70-vortane-quillar.rules; do
+    cmp -s "/$changed" "$work/root/$changed" || fail "/$changed was not replaced by the upgrade"
+done
+echo "the upgrade from $older_version replaced every file"
 profiles_untouched "on install"
 while read -r mode path; do
     [ "$(stat -c '%A' "$path")" = "$mode" ] || fail "$path is $(stat -c '%A' "$path"), expected $mode"
@@ -144,14 +211,14 @@ step "quillar --version"
 [ "$(command -v quillar)" = "/usr/bin/quillar" ] || fail "quillar on PATH is '$(command -v quillar)'"
 out=$(env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM quillar --version)
 echo "$out"
-[ "$out" = "quillar $version" ] || fail "quillar --version said '$out'"
+[ "$out" = "quillar $program_version" ] || fail "quillar --version said '$out'"
 out=$(env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM quillar-launch --version)
 echo "$out"
-[ "$out" = "quillar-launch $version" ] || fail "quillar-launch --version said '$out'"
+[ "$out" = "quillar-launch $program_version" ] || fail "quillar-launch --version said '$out'"
 for program in quillar-setup quillar-replay; do
     out=$(env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM "$program" --version)
     echo "$out"
-    [ "$out" = "$program $version" ] || fail "$program --version said '$out'"
+    [ "$out" = "$program $program_version" ] || fail "$program --version said '$out'"
 done
 for page in quillar quillar-launch quillar-setup quillar-replay; do
     [ "$(man -w "$page")" = "/usr/share/man/man1/$page.1.gz" ] || fail "man cannot find $page"
@@ -198,7 +265,7 @@ diff -u <(users_own <"$work/profiles-before.txt") <(snapshot | users_own) ||
     fail "the user's profiles changed while the program ran"
 snapshot >"$work/profiles-before.txt"
 
-step "Reinstalling (the upgrade path)"
+step "Reinstalling the same build"
 apt_get install --reinstall "$deb_path"
 profiles_untouched "on reinstall"
 

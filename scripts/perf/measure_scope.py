@@ -10,12 +10,14 @@ three rounds of each mode, every run a fresh program in a scratch folder under t
              measurements run)
   hidden     the program, Forces view hidden, the double quiet (QUILLAR_HID_DOUBLE_LOG=0)
   visible    as hidden, with the Forces view opened by the forces-view preload
+  visible-x2 as visible, at a device-pixel ratio of 2 (QT_SCALE_FACTOR=2), as on a high-density screen
   base       with --base-build: that build's program (e.g. the commit before the view), quiet double
 
 CPU is utime + stime of the process over the measured window, in percent of one core; per thread too.
 Prints a Markdown table of the medians and writes everything as JSON (--out).
 
-  measure_scope.py --build DIR [--base-build DIR] [--seconds 20] [--warmup 4] [--rounds 3] [--out FILE]
+  measure_scope.py --build DIR [--base-build DIR] [--modes floor,logging,...] [--seconds 20] [--warmup 4]
+                   [--rounds 3] [--out FILE]
 """
 
 import argparse
@@ -72,8 +74,10 @@ def run_once(mode, args, files):
     preload = files["preload"]
     if mode != "logging":
         env["QUILLAR_HID_DOUBLE_LOG"] = "0"
-    if mode == "visible":
+    if mode.startswith("visible"):
         preload += " " + files["opener"]
+    if mode == "visible-x2":
+        env["QT_SCALE_FACTOR"] = "2"
     exe = files.get(mode, files["program"])  # "floor" and "base" have their own program
     process = h.start_program(exe, preload, hid_dir, workdir, os.path.join(scratch, "program.log"), env)
     sender = Sender()
@@ -99,8 +103,8 @@ def run_once(mode, args, files):
             log = f.read()
     if not args.keep:
         shutil.rmtree(scratch, ignore_errors=True)
-    if mode == "visible" and "opened the Forces view" not in log:
-        raise RuntimeError("visible: the Forces view was not opened:\n" + log)
+    if mode.startswith("visible") and "opened the Forces view" not in log:
+        raise RuntimeError(f"{mode}: the Forces view was not opened:\n" + log)
     per_core = lambda ticks: 100.0 * ticks / h.TICKS_PER_SECOND / elapsed  # noqa: E731
     return {
         "mode": mode,
@@ -117,6 +121,9 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", required=True)
     parser.add_argument("--base-build", help="a build of the program to compare with (e.g. before the view)")
+    parser.add_argument("--modes", default="floor,logging,hidden,visible",
+                        help="comma-separated, from floor, logging, hidden, visible, visible-x2 (base comes with "
+                             "--base-build)")
     parser.add_argument("--seconds", type=float, default=20)
     parser.add_argument("--warmup", type=float, default=4)
     parser.add_argument("--rounds", type=int, default=3)
@@ -130,10 +137,12 @@ def main():
         return 2
     files = {"program": found[0], "preload": found[1], "opener": found[2],
              "floor": os.path.join(build, "tools", "quillar_timer_floor")}
-    modes = ["floor", "logging", "hidden", "visible"]
+    modes = [mode for mode in args.modes.split(",") if mode]
     if args.base_build:
         files["base"] = os.path.join(os.path.abspath(args.base_build), "quillar")
         modes.append("base")
+    if "floor" not in modes:
+        del files["floor"]
     for path in files.values():
         if not os.path.exists(path):
             print(f"missing {path}: build it first", file=sys.stderr)
@@ -153,12 +162,19 @@ def main():
         names = sorted({name for r in runs if r["mode"] == mode for name in r["threads_percent"]})
         threads[mode] = {name: statistics.median(r["threads_percent"].get(name, 0.0) for r in runs
                                                  if r["mode"] == mode) for name in names}
+    def difference(a, b):
+        return medians[a] - medians[b] if a in medians and b in medians else None
+
+    def ratio(a, b):
+        return medians[a] / medians[b] if a in medians and medians.get(b) else None
+
     summary = {
         "medians_percent": medians,
-        "visible_minus_hidden": medians["visible"] - medians["hidden"],
-        "hidden_over_floor": medians["hidden"] / medians["floor"] if medians["floor"] else None,
-        "logging_over_floor": medians["logging"] / medians["floor"] if medians["floor"] else None,
-        "hidden_minus_base": medians["hidden"] - medians["base"] if "base" in medians else None,
+        "visible_minus_hidden": difference("visible", "hidden"),
+        "visible_x2_minus_hidden": difference("visible-x2", "hidden"),
+        "hidden_over_floor": ratio("hidden", "floor"),
+        "logging_over_floor": ratio("logging", "floor"),
+        "hidden_minus_base": difference("hidden", "base"),
         "threads_median_percent": threads,
     }
     if args.out:
@@ -170,10 +186,13 @@ def main():
     print(f"| Mode | CPU, % of one core (median of {args.rounds}) | Ratio to the floor |")
     print("|---|---|---|")
     for mode in modes:
-        ratio = medians[mode] / medians["floor"] if medians["floor"] else float("nan")
-        print(f"| {mode} | {medians[mode]:.2f} | {ratio:.2f} |")
+        to_floor = ratio(mode, "floor")
+        print(f"| {mode} | {medians[mode]:.2f} | {'' if to_floor is None else f'{to_floor:.2f}'} |")
     print()
-    print(f"Forces view visible minus hidden: {summary['visible_minus_hidden']:+.2f} % of a core")
+    for key, text in (("visible_minus_hidden", "Forces view visible minus hidden"),
+                      ("visible_x2_minus_hidden", "Forces view visible at ratio 2 minus hidden")):
+        if summary[key] is not None:
+            print(f"{text}: {summary[key]:+.2f} % of a core")
     if summary["hidden_minus_base"] is not None:
         print(f"Hidden minus the base build: {summary['hidden_minus_base']:+.2f} % of a core")
     print()

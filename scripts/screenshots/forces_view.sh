@@ -10,9 +10,13 @@
 set -euo pipefail
 
 root="$(cd "$(dirname "$0")/../.." && pwd)"
-build="${1:-$root/build}"
+# Both folders may be given relative to where the script is started: they are made absolute here, before
+# the program is started in a folder of its own.
+build="$(cd "${1:-$root/build}" && pwd)"
 out="${2:-$root/docs/images}"
 mkdir -p "$out"
+out="$(cd "$out" && pwd)"
+[ -x "$build/quillar" ] || { echo "no quillar in $build" >&2; exit 1; }
 scratch="$(mktemp -d)"
 cleanup() {
     [ -n "${replay_pid:-}" ] && kill "$replay_pid" 2>/dev/null || true

@@ -142,6 +142,32 @@ private slots:
         QVERIFY(QFileInfo(home.filePath(QStringLiteral(".local/share/vortane-quillar"))).isDir());
     }
 
+    // A relative --record FILE is where the user started the launcher, not in the data folder the program
+    // runs in. A folder that does not exist makes the program say where it tried, and stop.
+    void launcherResolvesARelativeRecording_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("file");
+        QTest::newRow("--record=FILE") << QStringList{"--record=none/a.qrec"} << "none/a.qrec";
+        QTest::newRow("--record FILE") << QStringList{"--record", "none/b c.qrec"} << "none/b c.qrec";
+        QTest::newRow("-record FILE") << QStringList{"-record", "none/c.qrec"} << "none/c.qrec";
+        QTest::newRow("-record=FILE") << QStringList{"-record=none/d.qrec"} << "none/d.qrec";
+        QTest::newRow("absolute") << QStringList{"--record=/nonexistent/e.qrec"} << "/nonexistent/e.qrec";
+    }
+
+    void launcherResolvesARelativeRecording() {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, file);
+        QTemporaryDir home;
+        QVERIFY(home.isValid());
+        const Run result = run(QStringLiteral("/bin/sh"),
+                               QStringList{QStringLiteral(QUILLAR_LAUNCHER), QStringLiteral(QUILLAR_EXECUTABLE)} +
+                                   arguments,
+                               home.path());
+        const QString expected = file.startsWith(QLatin1Char('/')) ? file : home.filePath(file);
+        QCOMPARE(result.err, ("quillar: cannot record to " + expected + ": No such file or directory\n").toUtf8());
+        QCOMPARE(result.exitCode, 2);
+    }
+
     void launcherWithoutProgram() {
         QTemporaryDir home;
         QVERIFY(home.isValid());

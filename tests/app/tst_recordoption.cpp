@@ -5,7 +5,8 @@
 #include "programlauncher.h"
 
 // quillar --record FILE: a file that cannot be made, or a missing FILE, ends the program at once with the
-// reason and status 2, before any window opens or port is bound.
+// reason and status 2, before any window opens or port is bound; so does an argument the program does not
+// know, with the usage.
 class TestRecordOption : public QObject {
     Q_OBJECT
 
@@ -17,6 +18,15 @@ private slots:
                                  << QByteArray("quillar: --record needs a FILE\n");
         QTest::newRow("no folder") << QStringList{QStringLiteral("--record"), QStringLiteral("/nonexistent/folder/x.qrec")}
                                    << QByteArray("quillar: cannot record to /nonexistent/folder/x.qrec: ");
+        // Every spelling the parser takes is read, none silently dropped.
+        QTest::newRow("--record=FILE") << QStringList{QStringLiteral("--record=/nonexistent/folder/y.qrec")}
+                                       << QByteArray("quillar: cannot record to /nonexistent/folder/y.qrec: ");
+        QTest::newRow("-record FILE") << QStringList{QStringLiteral("-record"), QStringLiteral("/nonexistent/z.qrec")}
+                                      << QByteArray("quillar: cannot record to /nonexistent/z.qrec: ");
+        QTest::newRow("misspelt") << QStringList{QStringLiteral("--recrod=/tmp/x.qrec")}
+                                  << QByteArray("quillar: Unknown option 'recrod'.\nUsage: quillar [options]\n");
+        QTest::newRow("stray word") << QStringList{QStringLiteral("flight.qrec")}
+                                    << QByteArray("quillar: unexpected argument \"flight.qrec\"\nUsage: quillar [options]\n");
     }
 
     void refusedRecordings() {

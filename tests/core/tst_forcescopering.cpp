@@ -94,6 +94,55 @@ private slots:
         QCOMPARE(received + ring->droppedCount(), uint64_t(Count));
         QVERIFY(received >= ForceScopeRing::capacity());
     }
+
+    // The view discards what piled up (on show, on resume) while the device cycle keeps pushing: what it
+    // still receives arrives in order and whole, and nothing it discarded comes back later.
+    void discardBesideTheProducer() {
+        auto ring = std::make_unique<ForceScopeRing>();
+        constexpr int64_t Count = 200000;
+        std::atomic<bool> done{false};
+        uint64_t pushed = 0;
+        std::thread producer([&] {
+            for (int64_t i = 1; i <= Count; ++i) {
+                ScopeSample sample;
+                sample.timeMs = i;
+                sample.forces[0].force = float(i % 1000);
+                sample.airspeed = float(i % 900);
+                sample.gForce = float(i % 9);
+                if (ring->push(sample))
+                    ++pushed;
+            }
+            done.store(true, std::memory_order_release);
+        });
+        int64_t last = 0;
+        uint64_t received = 0;
+        int discards = 0;
+        bool whole = true;
+        const auto take = [&](const ScopeSample &s) {
+            whole = whole && s.timeMs > last && s.forces[0].force == float(s.timeMs % 1000) &&
+                    s.airspeed == float(s.timeMs % 900) && s.gForce == float(s.timeMs % 9);
+            last = s.timeMs;
+            ++received;
+        };
+        for (int round = 0; !done.load(std::memory_order_acquire); ++round) {
+            if (round % 3 == 0) {
+                ring->discard();
+                ++discards;
+            } else {
+                ring->drain(take);
+            }
+            std::this_thread::yield();
+        }
+        producer.join();
+        ring->drain(take);
+        QVERIFY(whole);
+        QVERIFY(discards > 0);
+        QVERIFY(received <= pushed);
+        QCOMPARE(pushed + ring->droppedCount(), uint64_t(Count));
+        // Everything is taken or forgotten: nothing waits any more.
+        ring->discard();
+        QCOMPARE(ring->drain(take), std::size_t(0));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestForceScopeRing)

@@ -2,6 +2,7 @@
 
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QUdpSocket>
 #include <QtTest>
 
 // quillar-replay as a user runs it: bad input ends with a clear message and a non-zero exit, never a crash.
@@ -129,6 +130,77 @@ private slots:
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
         QCOMPARE(result.out, ("quillar-replay: " + path + ": 3 records over 0.0 s\nquillar-replay: 3 records sent\n").toUtf8());
+    }
+
+    // A recording made while no simulator ran holds no records: it plays to its (immediate) end and exits.
+    void anEmptyRecordingEnds() {
+        const QString path = file(QStringLiteral("nothing.qrec"), TelemetryRecording::fileHeader());
+        for (const QStringList &options : {QStringList{}, QStringList{QStringLiteral("--loop")}}) {
+            const Run result = run(options + QStringList{path});
+            QCOMPARE(result.status, QProcess::NormalExit);
+            QCOMPARE(result.exitCode, 0);
+            QCOMPARE(result.err, QByteArray());
+            QCOMPARE(result.out,
+                     ("quillar-replay: " + path + ": 0 records over 0.0 s\nquillar-replay: 0 records sent\n").toUtf8());
+        }
+    }
+
+    // Minutes recorded before the simulator started are not replayed: this one would take a minute, and the
+    // run is given 30 s.
+    void leadingSilenceIsSkipped() {
+        QByteArray bytes = TelemetryRecording::fileHeader();
+        for (int i = 0; i < 3; ++i) {
+            TelemetryRecording::Record record;
+            record.micros = 60000000 + i * 10000;
+            record.source = 5;
+            record.payload = "gforce=1";
+            bytes += TelemetryRecording::encodeRecord(record);
+        }
+        const QString path = file(QStringLiteral("late.qrec"), bytes);
+        const Run result = run({path});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.out, ("quillar-replay: " + path + ": 3 records over 0.0 s\nquillar-replay: 3 records sent\n").toUtf8());
+    }
+
+#ifdef Q_OS_LINUX
+    // <(zcat rec.qrec.gz): the recording comes through a pipe, which has no size.
+    void aRecordingThroughAPipe() {
+        QByteArray bytes = TelemetryRecording::fileHeader();
+        for (int i = 0; i < 2000; ++i) {
+            TelemetryRecording::Record record;
+            record.micros = i * 10;
+            record.source = 5;
+            record.payload = QByteArray(700, 'p');
+            bytes += TelemetryRecording::encodeRecord(record);
+        }
+        QProcess process;
+        process.start(QStringLiteral(QUILLAR_REPLAY_EXECUTABLE), {QStringLiteral("/dev/stdin")});
+        QVERIFY(process.waitForStarted());
+        process.write(bytes);
+        process.closeWriteChannel();
+        QVERIFY(process.waitForFinished(30000));
+        QCOMPARE(process.readAllStandardError(), QByteArray());
+        QCOMPARE(process.exitCode(), 0);
+        QCOMPARE(process.readAllStandardOutput(),
+                 QByteArray("quillar-replay: /dev/stdin: 2000 records over 0.0 s\nquillar-replay: 2000 records sent\n"));
+    }
+#endif
+
+    // X-Plane's port held by another program, even one sharing its address: exit 3 with the port named.
+    void xplanePortInUse() {
+        QUdpSocket other;
+        QVERIFY(other.bind(QHostAddress(QHostAddress::LocalHost), 49000,
+                           QAbstractSocket::ShareAddress | QAbstractSocket::ReuseAddressHint));
+        TelemetryRecording::Record record;
+        record.source = 6;
+        record.payload = QByteArray("RREF,") + QByteArray(8, '\0');
+        const QString path = file(QStringLiteral("xplane.qrec"), TelemetryRecording::fileHeader() +
+                                                                     TelemetryRecording::encodeRecord(record));
+        const Run result = run({path});
+        QCOMPARE(result.status, QProcess::NormalExit);
+        QCOMPARE(result.exitCode, 3);
+        QVERIFY2(result.err.startsWith("quillar-replay: cannot stand in for X-Plane on UDP port 49000: "),
+                 result.err.constData());
     }
 };
 

@@ -12,9 +12,11 @@
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QNetworkDatagram>
 #include <QUdpSocket>
 #include <QtEndian>
 #include <QtTest>
+#include <algorithm>
 
 using TelemetryRecording::Kind;
 using TelemetryRecording::Record;
@@ -141,8 +143,9 @@ private slots:
 
         QCOMPARE(replayer.simConnectBlocksSkipped(), 1);
         QCOMPARE(replayer.recordsSent(), first.size() - 1);
-        // The recorded timing: 1.2 s of records take at least that long, and not hugely longer.
-        QVERIFY2(playedMs >= 1190 && playedMs < 6000, qPrintable(QString::number(playedMs)));
+        // The recorded timing, from the first record (at 30 ms) to the last (at 1.2 s): never shorter, and
+        // late by no more than one busy moment, since due times are counted from one clock.
+        QVERIFY2(playedMs >= 1170 - 1 && playedMs < 1170 + 150, qPrintable(QString::number(playedMs)));
 
         const QList<Record> second = readFile(path, &error);
         QVERIFY2(error.isEmpty(), qPrintable(error));
@@ -151,17 +154,28 @@ private slots:
             const QList<Record> before = ofSource(first, source);
             const QList<Record> after = ofSource(second, source);
             QCOMPARE(after.size(), before.size());
+            QList<int64_t> gapErrors;
             for (int i = 0; i < before.size(); ++i) {
                 QCOMPARE(after[i].payload, before[i].payload);
                 QCOMPARE(after[i].kind, before[i].kind);
-                // Gaps between records keep their recorded length, within a busy machine's scheduling.
-                if (i > 0) {
-                    const int64_t recorded = before[i].micros - before[i - 1].micros;
-                    const int64_t replayed = after[i].micros - after[i - 1].micros;
-                    QVERIFY2(std::abs(replayed - recorded) < 250000,
-                             qPrintable(QStringLiteral("%1 vs %2").arg(replayed).arg(recorded)));
-                }
+                // No record arrives before its time counted from the first (the 2 ms poll that picks it up
+                // and the millisecond the replay's timer rounds to are the only slack) ...
+                const int64_t recordedOffset = before[i].micros - before[0].micros;
+                const int64_t replayedOffset = after[i].micros - after[0].micros;
+                QVERIFY2(replayedOffset >= recordedOffset - 3000,
+                         qPrintable(QStringLiteral("record %1 at %2 us, due at %3 us")
+                                        .arg(i)
+                                        .arg(replayedOffset)
+                                        .arg(recordedOffset)));
+                if (i > 0)
+                    gapErrors << std::abs((after[i].micros - after[i - 1].micros) -
+                                          (before[i].micros - before[i - 1].micros));
             }
+            // ... and the gaps (3 to 25 ms) keep their length: the typical one within the poll period and
+            // the timer's millisecond, whatever a busy machine does to a few of them.
+            std::sort(gapErrors.begin(), gapErrors.end());
+            QVERIFY2(gapErrors.at(gapErrors.size() / 2) <= 4000,
+                     qPrintable(QStringLiteral("median gap error %1 us").arg(gapErrors.at(gapErrors.size() / 2))));
         }
         // War Thunder is polled, not pushed: every document comes back, each for as many polls as it was current.
         QCOMPARE(distinctPayloads(ofSource(second, Telemetry::TELEMETRY_SOURCE_WARTHUNDER)),
@@ -184,6 +198,9 @@ private slots:
             }
             first << record(300000 + i * 20000, Telemetry::TELEMETRY_SOURCE_XPLANE, Kind::UdpDatagram, reply);
         }
+        // Playing starts at the first record; a SimConnect block (never sent) at 0 keeps the first reply
+        // 300 ms after the start, when the source has long subscribed.
+        first.prepend(record(0, Telemetry::TELEMETRY_SOURCE_MSFS, Kind::MsfsDataBlock, "m"));
         ReplayEndpoints endpoints;
         {
             QUdpSocket probe;
@@ -211,13 +228,14 @@ private slots:
         TelemetryRecorder::instance().stop();
 
         // The source subscribed on its first poll, well before the first reply came due.
-        QCOMPARE(replayer.recordsSent(), first.size());
+        QCOMPARE(replayer.recordsSent(), first.size() - 1);
+        QCOMPARE(replayer.simConnectBlocksSkipped(), 1);
         const QList<Record> second = readFile(path, &error);
         QVERIFY2(error.isEmpty(), qPrintable(error));
-        QCOMPARE(second.size(), first.size());
-        for (int i = 0; i < first.size(); ++i) {
+        QCOMPARE(second.size(), first.size() - 1);
+        for (int i = 0; i < second.size(); ++i) {
             QCOMPARE(second[i].source, uint8_t(Telemetry::TELEMETRY_SOURCE_XPLANE));
-            QCOMPARE(second[i].payload, first[i].payload);
+            QCOMPARE(second[i].payload, first[i + 1].payload);
         }
     }
 
@@ -229,32 +247,147 @@ private slots:
         ReplayEndpoints endpoints;
         endpoints.dcsPort = dcs.localPort();
         qsizetype index = 0;
-        int rewinds = 0;
+        QElapsedTimer wall;
+        QList<qint64> rewoundAtUs;
         Replayer replayer([&](Record &r) { return index < flight.size() ? (r = flight.at(index++), true) : false; },
                           [&] {
                               index = 0;
-                              ++rewinds;
+                              rewoundAtUs << wall.nsecsElapsed() / 1000;
                           },
                           endpoints);
         replayer.setSpeed(4);
         replayer.setLoop(true);
         QSignalSpy finished(&replayer, &Replayer::finished);
-        QElapsedTimer wall;
         wall.start();
         replayer.start();
-        // Three passes of 0.4 s recorded time (plus one period between passes) at four times the pace.
-        QTRY_VERIFY_WITH_TIMEOUT(rewinds >= 3, 10000);
-        const qint64 elapsed = wall.elapsed();
-        QVERIFY2(elapsed >= 3 * 420 / 4 - 5 && elapsed < 3000, qPrintable(QString::number(elapsed)));
+        QTRY_VERIFY_WITH_TIMEOUT(rewoundAtUs.size() >= 3, 10000);
+        // A pass is 0.4 s of records and one 20 ms period before the next, at four times the pace: 105 ms.
+        // The k-th rewind follows the last record of pass k, at (k - 1) * 105 + 100 ms. Never early; late by
+        // no more than one busy moment, since the passes are counted from one clock and lateness does not add up.
+        for (int k = 1; k <= 3; ++k) {
+            const qint64 due = (k - 1) * 105000 + 100000;
+            const qint64 at = rewoundAtUs.at(k - 1);
+            QVERIFY2(at >= due - 1000 && at < due + 150000,
+                     qPrintable(QStringLiteral("rewind %1 at %2 us, due at %3 us").arg(k).arg(at).arg(due)));
+        }
         QCOMPARE(finished.count(), 0);
         QVERIFY(replayer.recordsSent() >= 15);
+    }
+
+    // A fractional factor plays at exactly that pace: records 100 ms apart come 40 ms apart at 2.5.
+    void fractionalSpeed() {
+        QList<Record> flight;
+        for (int i = 0; i <= 10; ++i)
+            flight << record(i * 100000, Telemetry::TELEMETRY_SOURCE_CONDOR, Kind::UdpDatagram, QByteArray::number(i));
+        QUdpSocket receiver;
+        QVERIFY(receiver.bind(QHostAddress(QHostAddress::LocalHost), 0));
+        ReplayEndpoints endpoints;
+        endpoints.condor2Port = receiver.localPort();
+        QElapsedTimer wall;
+        QList<qint64> arrivedUs;
+        connect(&receiver, &QUdpSocket::readyRead, [&] {
+            while (receiver.hasPendingDatagrams()) {
+                receiver.receiveDatagram();
+                arrivedUs << wall.nsecsElapsed() / 1000;
+            }
+        });
+        qsizetype index = 0;
+        Replayer replayer([&](Record &r) { return index < flight.size() ? (r = flight.at(index++), true) : false; },
+                          [&] { index = 0; }, endpoints);
+        replayer.setSpeed(2.5);
+        QSignalSpy finished(&replayer, &Replayer::finished);
+        wall.start();
+        replayer.start();
+        QVERIFY(finished.wait(5000));
+        const qint64 finishedUs = wall.nsecsElapsed() / 1000;
+        QTRY_COMPARE(arrivedUs.size(), flight.size());
+        // Never early (at 3 they would be); typically late by no more than a wake-up (at 2 the tenth would
+        // be 100 ms late, and the median 50 ms).
+        QList<qint64> lateness;
+        for (int i = 0; i < arrivedUs.size(); ++i) {
+            QVERIFY2(arrivedUs.at(i) >= i * 40000 - 1000,
+                     qPrintable(QStringLiteral("record %1 at %2 us").arg(i).arg(arrivedUs.at(i))));
+            lateness << arrivedUs.at(i) - i * 40000;
+        }
+        std::sort(lateness.begin(), lateness.end());
+        QVERIFY2(lateness.at(lateness.size() / 2) < 20000,
+                 qPrintable(QStringLiteral("median lateness %1 us").arg(lateness.at(lateness.size() / 2))));
+        // The last record is due at 400 ms.
+        QVERIFY2(finishedUs >= 400000 - 1000 && finishedUs < 400000 + 150000, qPrintable(QString::number(finishedUs)));
+    }
+
+    // A recording started long before the simulator: each pass starts at its first record.
+    void leadingSilenceIsSkippedOnEveryPass() {
+        QList<Record> flight;
+        for (int i = 0; i < 3; ++i)
+            flight << record(5000000 + i * 50000, Telemetry::TELEMETRY_SOURCE_CONDOR, Kind::UdpDatagram,
+                             QByteArray::number(i));
+        QUdpSocket receiver;
+        QVERIFY(receiver.bind(QHostAddress(QHostAddress::LocalHost), 0));
+        ReplayEndpoints endpoints;
+        endpoints.condor2Port = receiver.localPort();
+        QElapsedTimer wall;
+        QList<qint64> arrivedUs;
+        connect(&receiver, &QUdpSocket::readyRead, [&] {
+            while (receiver.hasPendingDatagrams()) {
+                receiver.receiveDatagram();
+                arrivedUs << wall.nsecsElapsed() / 1000;
+            }
+        });
+        qsizetype index = 0;
+        Replayer replayer([&](Record &r) { return index < flight.size() ? (r = flight.at(index++), true) : false; },
+                          [&] { index = 0; }, endpoints);
+        replayer.setLoop(true);
+        wall.start();
+        replayer.start();
+        QTRY_VERIFY_WITH_TIMEOUT(arrivedUs.size() >= 6, 3000);
+        // Pass one at once, pass two one period after pass one's last record (100 + 20 ms), not 5 s later.
+        QVERIFY2(arrivedUs.at(0) < 1000000, qPrintable(QString::number(arrivedUs.at(0))));
+        QVERIFY2(arrivedUs.at(3) >= 120000 - 1000 && arrivedUs.at(3) < 120000 + 150000,
+                 qPrintable(QString::number(arrivedUs.at(3))));
+    }
+
+    // With nothing to send, finished() still comes, from the event loop after start() returned: a caller
+    // that connects quit() to it and then runs its loop ends.
+    void anEmptyRecordingFinishesFromTheEventLoop() {
+        for (bool loop : {false, true}) {
+            Replayer replayer([](Record &) { return false; }, [] {});
+            replayer.setLoop(loop);
+            QSignalSpy finished(&replayer, &Replayer::finished);
+            replayer.start();
+            QCOMPARE(finished.count(), 0);
+            QVERIFY(finished.wait(1000));
+            QCOMPARE(replayer.recordsSent(), 0);
+        }
+    }
+
+    // X-Plane's port is taken exclusively: a program already on it, even one that allows sharing, is noticed.
+    void xplanePortIsTakenExclusively() {
+        QUdpSocket other;
+        QVERIFY(other.bind(QHostAddress(QHostAddress::LocalHost), 0,
+                           QAbstractSocket::ShareAddress | QAbstractSocket::ReuseAddressHint));
+        ReplayEndpoints endpoints;
+        endpoints.xplanePort = other.localPort();
+        Replayer replayer([](Record &) { return false; }, [] {}, endpoints);
+        QString error;
+        QVERIFY(!replayer.listenForXPlane(&error));
+        QVERIFY2(error.startsWith(QStringLiteral("cannot stand in for X-Plane on UDP port %1: ").arg(other.localPort())),
+                 qPrintable(error));
+        // And a second replay cannot share it with the first.
+        other.close();
+        Replayer first([](Record &) { return false; }, [] {}, endpoints);
+        QVERIFY2(first.listenForXPlane(&error), qPrintable(error));
+        Replayer second([](Record &) { return false; }, [] {}, endpoints);
+        QVERIFY(!second.listenForXPlane(&error));
     }
 
     void warthunderServerAnswersOnlyOnceADocumentIsDue() {
         const quint16 port = freeTcpPort();
         ReplayEndpoints endpoints;
         endpoints.warthunderPort = port;
-        QList<Record> flight{record(300000, Telemetry::TELEMETRY_SOURCE_WARTHUNDER, Kind::HttpBody, "{\"Ny\": 3}")};
+        // The recording's first record (a SimConnect block, never sent) sets when playing starts.
+        QList<Record> flight{record(0, Telemetry::TELEMETRY_SOURCE_MSFS, Kind::MsfsDataBlock, "m"),
+                             record(300000, Telemetry::TELEMETRY_SOURCE_WARTHUNDER, Kind::HttpBody, "{\"Ny\": 3}")};
         qsizetype index = 0;
         Replayer replayer([&](Record &r) { return index < flight.size() ? (r = flight.at(index++), true) : false; },
                           [&] { index = 0; }, endpoints);

@@ -1,8 +1,16 @@
 #include "telemetryrecording.h"
 
 #include <QJsonArray>
+#include <QTemporaryDir>
 #include <QtEndian>
 #include <QtTest>
+#include <thread>
+
+#ifdef Q_OS_LINUX
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
 
 using TelemetryRecording::Kind;
 using TelemetryRecording::Reader;
@@ -193,6 +201,83 @@ private slots:
         TelemetryRecording::RecordingFile missing;
         QVERIFY(!missing.open(dir.filePath(QStringLiteral("none.qrec"))));
         QVERIFY(missing.error().startsWith(QStringLiteral("cannot open ")));
+    }
+
+    // The span a replay plays: from the first record, however long the recording ran before it.
+    void durationStartsAtTheFirstRecord() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("late.qrec"));
+        QFile out(path);
+        QVERIFY(out.open(QIODevice::WriteOnly));
+        out.write(TelemetryRecording::fileHeader());
+        out.write(TelemetryRecording::encodeRecord(record(180000000, 2, Kind::UdpDatagram, "a")));
+        out.write(TelemetryRecording::encodeRecord(record(180250000, 2, Kind::UdpDatagram, "b")));
+        out.close();
+        TelemetryRecording::RecordingFile recording;
+        QVERIFY2(recording.open(path), qPrintable(recording.error()));
+        QCOMPARE(recording.recordCount(), 2);
+        QCOMPARE(recording.firstRecordMicros(), 180000000);
+        QCOMPARE(recording.durationMicros(), 250000);
+    }
+
+#ifdef Q_OS_LINUX
+    // A pipe has no size: the recording is read by what each read returns, to the end.
+    void aPipeIsReadToItsEnd() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("pipe.qrec"));
+        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        QByteArray file = TelemetryRecording::fileHeader();
+        for (int i = 0; i < 3000; ++i) // about 3 MiB, far more than a pipe holds at once
+            file += TelemetryRecording::encodeRecord(record(i * 1000, 2, Kind::UdpDatagram, QByteArray(1000, char(i))));
+        std::thread writer([&] {
+            const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY);
+            qsizetype done = 0;
+            while (fd >= 0 && done < file.size()) {
+                // Small, uneven pieces, as zcat hands them on.
+                const ssize_t n = ::write(fd, file.constData() + done, size_t(qMin<qsizetype>(777, file.size() - done)));
+                if (n <= 0)
+                    break;
+                done += n;
+            }
+            if (fd >= 0)
+                ::close(fd);
+        });
+        TelemetryRecording::RecordingFile recording;
+        const bool opened = recording.open(path);
+        writer.join();
+        QVERIFY2(opened, qPrintable(recording.error()));
+        QCOMPARE(recording.recordCount(), 3000);
+        Record r;
+        for (int i = 0; i < 3000; ++i) {
+            QVERIFY(recording.reader().next(r));
+            QCOMPARE(r.payload, QByteArray(1000, char(i)));
+        }
+        QVERIFY(!recording.reader().next(r));
+        QCOMPARE(recording.reader().error(), QString());
+    }
+#endif
+
+    // Another program cutting the file short after it was opened must not bring the reader down (a mapped
+    // file would fault with SIGBUS on the pages that are gone).
+    void aFileCutShortAfterOpeningStillReads() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("big.qrec"));
+        QFile out(path);
+        QVERIFY(out.open(QIODevice::WriteOnly));
+        out.write(TelemetryRecording::fileHeader());
+        for (int i = 0; i < 2000; ++i) // about 2 MiB
+            out.write(TelemetryRecording::encodeRecord(record(i * 1000, 5, Kind::UdpDatagram, QByteArray(1000, 'x'))));
+        out.close();
+        TelemetryRecording::RecordingFile recording;
+        QVERIFY2(recording.open(path), qPrintable(recording.error()));
+        QVERIFY(QFile::resize(path, 4096));
+        Record r;
+        qint64 read = 0;
+        while (recording.reader().next(r)) {
+            QCOMPARE(r.payload, QByteArray(1000, 'x'));
+            ++read;
+        }
+        QCOMPARE(read, 2000);
     }
 };
 

@@ -180,6 +180,116 @@ private slots:
         QVERIFY(!hasColour(ForceScopePlot::seriesColor(9)));
     }
 
+    // Pause and resume (or hide and show) within ten seconds leaves a gap of missing cycles: no line may be
+    // drawn across it.
+    void linesBreakWhereCyclesAreMissing() {
+        ForceScopePlot plot;
+        plot.resize(700, 420);
+        for (int series = 1; series < ForceScopePlot::SeriesCount; ++series)
+            plot.setSeriesVisible(series, false);
+        const auto sample = [](int64_t ms, float force) {
+            ScopeSample s;
+            s.timeMs = ms;
+            s.forces[0].force = force;
+            return s;
+        };
+        for (int64_t ms = 0; ms <= 2000; ms += 10)
+            plot.append(sample(ms, 50));
+        for (int64_t ms = 8000; ms <= 10000; ms += 10)
+            plot.append(sample(ms, -50));
+        QImage image(plot.size(), QImage::Format_RGB32);
+        plot.render(&image);
+        const QRgb colour = ForceScopePlot::seriesColor(0).rgb();
+        const auto columnHas = [&](int x) {
+            for (int y = 0; y < image.height(); ++y)
+                if (image.pixel(x, y) == colour)
+                    return true;
+            return false;
+        };
+        // The plot spans x 56 to 692 for -10 s to 0 s.
+        const auto xOf = [](int64_t ms) { return int(692 - double(10000 - ms) / 10000 * 636); };
+        QVERIFY(columnHas(xOf(1000)));
+        QVERIFY(columnHas(xOf(9000)));
+        for (int64_t ms = 2200; ms <= 7800; ms += 200)
+            QVERIFY2(!columnHas(xOf(ms)), qPrintable(QStringLiteral("a line across the gap at %1 ms").arg(ms)));
+
+        // Cycles that are only late (up to ten of them) keep one line.
+        ForceScopePlot late;
+        late.resize(700, 420);
+        for (int series = 1; series < ForceScopePlot::SeriesCount; ++series)
+            late.setSeriesVisible(series, false);
+        late.append(sample(4000, 50));
+        late.append(sample(4000 + ForceScopePlot::BreakAfterMs, -50));
+        late.append(sample(10000, -50));
+        late.render(&image);
+        QVERIFY(columnHas(xOf(4000 + ForceScopePlot::BreakAfterMs / 2)));
+    }
+
+    // Spring gains reach hundreds and have no unit: their own panel and axis, the forces keep percentages.
+    void springGainsHaveTheirOwnAxis() {
+        QCOMPARE(ForceScopePlot::PanelCount, 4);
+        QCOMPARE(ForceScopePlot::panelTitle(0), QStringLiteral("Forces (% of full scale)"));
+        QCOMPARE(ForceScopePlot::panelTitle(1), QStringLiteral("Spring gain"));
+        QCOMPARE(ForceScopePlot::panelTitle(2), QStringLiteral("Airspeed (km/h)"));
+        QCOMPARE(ForceScopePlot::panelTitle(3), QStringLiteral("AoA (°), G-force (g)"));
+        ForceScopePlot plot;
+        ScopeSample sample;
+        sample.forces[1].force = 60;
+        sample.forces[2].periodic = -20;
+        sample.forces[0].springGain = 480;
+        plot.append(sample);
+        QCOMPARE(plot.panelRange(0), std::make_pair(-100.0, 100.0));
+        QCOMPARE(plot.panelRange(1), std::make_pair(0.0, 600.0));
+        // The panel's own scale follows only its own series.
+        plot.setSeriesVisible(1, false);
+        QCOMPARE(plot.panelRange(1), std::make_pair(0.0, 1.0));
+        QCOMPARE(plot.panelRange(0), std::make_pair(-100.0, 100.0));
+    }
+
+    // Axis labels of neighbouring panels never overlap, at the usual size and at the smallest.
+    void axisLabelsStayInTheirPanels() {
+        for (const QSize &size : {QSize(700, 420), QSize(320, 240), QSize(640, 900)}) {
+            ForceScopePlot plot;
+            plot.resize(size);
+            for (int64_t ms = 0; ms <= 10000; ms += 10)
+                plot.append(sampleAt(ms));
+            QImage image(plot.size(), QImage::Format_RGB32);
+            plot.render(&image);
+            const auto &labels = plot.axisLabelAreas();
+            for (int panel = 0; panel < ForceScopePlot::PanelCount; ++panel) {
+                int shown = 0;
+                for (const auto &label : labels)
+                    shown += label.first == panel ? 1 : 0;
+                QVERIFY2(shown >= 2, qPrintable(QStringLiteral("panel %1 at %2x%3 has %4 labels")
+                                                    .arg(panel)
+                                                    .arg(size.width())
+                                                    .arg(size.height())
+                                                    .arg(shown)));
+            }
+            for (std::size_t i = 0; i < labels.size(); ++i) {
+                QVERIFY(QRectF(plot.rect()).contains(labels[i].second));
+                for (std::size_t j = i + 1; j < labels.size(); ++j)
+                    QVERIFY2(!labels[i].second.intersects(labels[j].second),
+                             qPrintable(QStringLiteral("labels of panels %1 and %2 overlap at %3x%4")
+                                            .arg(labels[i].first)
+                                            .arg(labels[j].first)
+                                            .arg(size.width())
+                                            .arg(size.height())));
+            }
+        }
+    }
+
+    // The cached frame is copied in bands Qt does on this thread: under 96 device-pixel rows at any ratio,
+    // and not needlessly thin.
+    void bandsAreSizedInDevicePixels() {
+        QCOMPARE(ForceScopePlot::bandRows(1.0), 64);
+        QCOMPARE(ForceScopePlot::bandRows(2.0), 32);
+        for (qreal ratio : {1.0, 1.25, 1.5, 1.75, 2.0, 2.5, 3.0, 4.0}) {
+            const qreal deviceRows = ForceScopePlot::bandRows(ratio) * ratio;
+            QVERIFY2(deviceRows < 96 && deviceRows >= 60, qPrintable(QString::number(ratio)));
+        }
+    }
+
     void recordButtonRecordsAndAStopFromTheRecorderShows() {
         ForceScopeView view;
         const QString path = dir.filePath(QStringLiteral("button.qrec"));
