@@ -94,7 +94,7 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
         return 1;
     }
 
-    const SetupEngine engine(homeFolder, dcsScript);
+    const SetupEngine engine(homeFolder, dcsScript, SetupEngine::dataHomeFromEnvironment());
     const Discovery discovery = engine.discover();
     for (const QString &note : discovery.notes) {
         out << "note: " << note << "\n";
