@@ -176,7 +176,7 @@ void SimulatorSetupDialog::showScan() {
         folderItem->setToolTip(row.installation.folder);
         table->setItem(i, 2, folderItem);
         for (const QString &problem : row.assessment.problems) {
-            problems.append(QStringLiteral("%1: %2").arg(displayName(row.installation), shortened(problem)));
+            problems.append(QStringLiteral("%1: %2").arg(displayName(row.installation), problem));
         }
 
         QList<Action> actions;
@@ -212,6 +212,9 @@ void SimulatorSetupDialog::showScan() {
         rows.isEmpty() ? tr("No simulator was found in %1.").arg(engine.home())
                        : tr("%n installation(s) found in %1.", nullptr, rows.size()).arg(engine.home()));
     // Every problem in sight, not only in a tooltip: a file that cannot be read, a library not searched.
+    for (QString &problem : problems) {
+        problem.replace(engine.home() + QLatin1Char('/'), QStringLiteral("~/"));
+    }
     ui->problems_label->setText(problems.join(QLatin1Char('\n')));
     ui->problems_label->setVisible(!problems.isEmpty());
     setBusy(false);
