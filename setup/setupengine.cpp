@@ -105,10 +105,15 @@ QString freeCopyPath(const QString &path) {
 SetupEngine::SetupEngine(const QString &home, const QByteArray &dcsScript, const QString &dataHome,
                          Platform platform)
     : homeFolder(QDir::cleanPath(QDir(home).absolutePath())), script(dcsScript),
-      dataHome(dataHome.isEmpty() ? homeFolder + QStringLiteral("/.local/share") : QDir::cleanPath(dataHome)),
+      dataHome(!dataHome.isEmpty()             ? QDir::cleanPath(dataHome)
+               : platform == Platform::Windows ? homeFolder + QStringLiteral("/AppData/Local")
+                                               : homeFolder + QStringLiteral("/.local/share")),
       system(platform) {}
 
 QString SetupEngine::dataHomeFromEnvironment() {
+    if (hostPlatform() != Platform::Linux) {
+        return QString();
+    }
     const QString fromEnvironment = qEnvironmentVariable("XDG_DATA_HOME");
     return QDir::isAbsolutePath(fromEnvironment) ? fromEnvironment : QString();
 }

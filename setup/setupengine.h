@@ -15,11 +15,11 @@ namespace QuillarSetup {
 class SetupEngine {
 public:
     // `dcsScript` is the export script this build ships (dcsScriptFromResource()). `dataHome` is the
-    // user's data folder ($XDG_DATA_HOME); empty means <home>/.local/share.
+    // user's data folder ($XDG_DATA_HOME); empty means <home>/.local/share (on Windows <home>/AppData/Local).
     SetupEngine(const QString &home, const QByteArray &dcsScript, const QString &dataHome = QString(),
                 Platform platform = hostPlatform());
 
-    // $XDG_DATA_HOME when it is set to an absolute path, else empty.
+    // $XDG_DATA_HOME when it is set to an absolute path (on Linux), else empty.
     static QString dataHomeFromEnvironment();
 
     QString home() const { return homeFolder; }
