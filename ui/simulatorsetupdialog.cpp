@@ -366,6 +366,9 @@ void SimulatorSetupDialog::showOutcome() {
     ui->changes_view->setPlainText(text);
     ui->apply_button->setText(actionText);
     ui->apply_button->setEnabled(outcome.canApply);
+    ui->setup_all_button->setEnabled(std::any_of(rows.begin(), rows.end(), [](const Row &row) {
+        return row.assessment.state == State::NotSetUp || row.assessment.state == State::NeedsRepair;
+    }));
 }
 
 // Compiled here, like the main window's, so only what opens the dialog links the set-up engine.

@@ -95,6 +95,8 @@ private slots:
         QTest::mouseClick(install, Qt::LeftButton);
         QTRY_VERIFY(apply->isEnabled());
         QCOMPARE(apply->text(), QStringLiteral("Install"));
+        // "Set up all" stays at hand while one row's preview shows.
+        QVERIFY(dialog.findChild<QPushButton *>(QStringLiteral("setup_all_button"))->isEnabled());
         const QString udp = home.filePath(Condor + "/Settings/UDP.ini");
         QCOMPARE(changes->toPlainText(),
                  QStringLiteral(
