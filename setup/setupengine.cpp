@@ -418,6 +418,7 @@ ApplyResult applyPlan(const Plan &plan, bool dryRun) {
     }
     for (const QString &note : plan.notes) {
         result.lines.append(QStringLiteral("left %1").arg(note));
+        result.leftAlone = true;
     }
     if (plan.edits.isEmpty()) {
         result.lines.append(QStringLiteral("nothing to change"));

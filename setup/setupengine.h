@@ -54,6 +54,7 @@ struct ApplyResult {
     bool ok = true;
     QStringList lines; // one per file, what was done (or would be, in a dry run) or why it could not be
     bool changed = false;
+    bool leftAlone = false; // a file was left as it is on purpose (a "left" line)
 };
 
 // Checks every file of the plan first and writes nothing when one of them cannot be written. Files are

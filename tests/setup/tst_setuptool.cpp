@@ -506,6 +506,7 @@ private slots:
                                  "/Settings/UDP.ini: set up by hand or changed since it was set up, so the "
                                  "values before are not known\n"),
                 qPrintable(run.out));
+            QVERIFY(run.out.endsWith("Nothing changed; the files named \"left\" above are as they were.\n"));
             QCOMPARE(home.snapshot(), before);
         }
     }
@@ -654,6 +655,13 @@ private slots:
             const Run run = runTool(home, {command});
             QVERIFY2(run.code == 0, qPrintable(run.out));
         }
+        // A second remove changes nothing.
+        const QMap<QString, QByteArray> removed = home.snapshot();
+        const Run again = runTool(home, {"remove"});
+        QCOMPARE(again.code, 0);
+        QVERIFY2(again.out.endsWith("Nothing changed: everything was already taken out.\n"),
+                 qPrintable(again.out));
+        QCOMPARE(home.snapshot(), removed);
         QMap<QString, QByteArray> after = home.snapshot();
         for (auto it = after.begin(); it != after.end();) {
             it = it.key().contains(".quillar-backup") ? after.erase(it) : std::next(it);
