@@ -229,7 +229,8 @@ Plan SetupEngine::planInstall(const Installation &installation) const {
     for (const FileRules &file : rulesFor(installation)) {
         const FileProbe probe = probeFile(file.path);
         if (probe.kind != FileProbe::Missing && !probe.exists()) {
-            plan.problems.append(withProblem(file.path, probe.problem));
+            // The user's settings file is theirs: whatever is at its place, the set-up works without it.
+            (file.madeOnce ? plan.notes : plan.problems).append(withProblem(file.path, probe.problem));
             continue;
         }
         if (const QString outside = leadsOutside(root, file.path); !outside.isEmpty()) {
@@ -294,7 +295,7 @@ Plan SetupEngine::planRemove(const Installation &installation, const QList<Insta
             continue;
         }
         if (!probe.exists()) {
-            plan.problems.append(withProblem(file.path, probe.problem));
+            (file.madeOnce ? plan.notes : plan.problems).append(withProblem(file.path, probe.problem));
             continue;
         }
         if (const QString outside = leadsOutside(root, file.path); !outside.isEmpty()) {

@@ -576,6 +576,22 @@ private slots:
         QCOMPARE(home.read(settings), QByteArray("return { aoaScale = 57.2958 }\n"));
     }
 
+    // Whatever stands at the settings file's place (a dangling link here) does not stop the set-up.
+    void aSettingsFileThatCannotBeReadIsANote() {
+        FakeHome home;
+        QVERIFY(build(home));
+        const QString settings = WineDcs + "/Scripts/VortaneQuillarConfig.lua";
+        QVERIFY(home.link(settings, home.filePath("nowhere/settings.lua")));
+        const Run install = runTool(home, {"install", "dcs"});
+        QCOMPARE(install.code, 0);
+        QVERIFY2(install.out.contains("left " + home.filePath(settings) + ": a link to " +
+                                      home.filePath("nowhere/settings.lua") + ", which does not exist\n"),
+                 qPrintable(install.out));
+        QCOMPARE(home.read(WineDcs + "/Scripts/Export.lua"), ExportLine + "\n");
+        QCOMPARE(runTool(home, {"remove", "dcs"}).code, 0);
+        QVERIFY(!home.exists(WineDcs + "/Scripts/Export.lua"));
+    }
+
     void repairThenRemoveEndsNotSetUp() {
         FakeHome home;
         QVERIFY(build(home));
