@@ -258,6 +258,10 @@ private slots:
         QCOMPARE(takenOut(rules, utf16(after, converter)), utf16(before, converter));
         // Files without the mark are bytes as before.
         QCOMPARE(installed(rules, before), after);
+        // The copy from before is read in its own UTF-16 too: the switch goes back off.
+        const QByteArray off = QByteArray(before).replace("enable = true", "enable = false");
+        QCOMPARE(takenOut(rules, installed(rules, utf16(off, converter)), utf16(off, converter)),
+                 utf16(off, converter));
     }
 
     void brokenUtf16IsLeftAlone() {
