@@ -165,6 +165,8 @@ private slots:
                                 "/AppData/Local/Packages/Microsoft.FlightSimulator_8wekyb3d8bbwe/LocalCache/"
                                 "UserCfg.opt",
                             "Version 1\n"));
+        QVERIFY(drive.makeFolder(profile +
+                                 "/AppData/Local/Packages/Microsoft.Limitless_8wekyb3d8bbwe/LocalCache"));
         QVERIFY(drive.makeFolder("Condor2/Settings"));
         QVERIFY(drive.write(
             "Program Files (x86)/Steam/steamapps/libraryfolders.vdf",
@@ -181,7 +183,18 @@ private slots:
         QTextStream errStream(&err);
         const int code = runSetupTool({"quillar-setup", "--home", drive.filePath(profile), "status"},
                                       outStream, errStream, "-- script\n");
+        // On Windows the program's SimConnect.cfg goes to the profile's AppData/Local.
+        QString installOut;
+        QTextStream installStream(&installOut);
+        const int installCode =
+            runSetupTool({"quillar-setup", "--home", drive.filePath(profile), "install", "msfs"},
+                         installStream, errStream, "-- script\n");
         qunsetenv("QUILLAR_SETUP_PLATFORM");
+        QCOMPARE(installCode, 0);
+        QCOMPARE(drive.read(profile + "/AppData/Local/vortane-quillar/SimConnect.cfg"),
+                 QByteArray("[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=29779\n"));
+        QVERIFY(drive.read(profile + "/AppData/Roaming/Microsoft Flight Simulator/SimConnect.xml")
+                    .contains("<Port>29779</Port>"));
         outStream.flush();
         QCOMPARE(code, 0);
         QCOMPARE(err, QString());
@@ -198,7 +211,11 @@ private slots:
                           line("il2", il2, "not set up") +
                           line("condor2", drive.filePath("Condor2"), "not set up") +
                           line("msfs", user + "/AppData/Roaming/Microsoft Flight Simulator", "not set up") +
-                          line("msfs", store, "not set up") + "xplane     no installation found\n" +
+                          line("msfs", store, "not set up") +
+                          line("msfs",
+                               user + "/AppData/Local/Packages/Microsoft.Limitless_8wekyb3d8bbwe/LocalCache",
+                               "not set up") +
+                          "xplane     no installation found\n" +
                           line("warthunder", drive.filePath("Games/steamapps/common/War Thunder"),
                                "nothing to set up"));
     }
