@@ -193,7 +193,13 @@ QList<FileRules> condorRules(const QString &condorFolder) {
         for (const auto &line : restored) {
             text.lines[line.first] = line.second;
         }
-        // A section the set-up added goes with its last key, and so does the blank line put before it.
+        // A section the set-up added goes with its last key, and so does the blank line put before it: as
+        // many blank lines go as the set-up added, so a file that ended in a blank line keeps it.
+        auto blanks = [](const TextLines &lines) {
+            return int(std::count_if(lines.lines.begin(), lines.lines.end(),
+                                     [](const QByteArray &line) { return line.trimmed().isEmpty(); }));
+        };
+        int blanksToTake = blanks(text) - blanks(oldText);
         for (const auto &section : ini->sections) {
             bool existedBefore = false;
             for (const auto &oldSection : old->sections) {
@@ -208,9 +214,11 @@ QList<FileRules> condorRules(const QString &condorFolder) {
             }
             if (!keepsAKey) {
                 removed.append(section.second);
-                if (section.second > 0 && text.lines.at(section.second - 1).trimmed().isEmpty() &&
+                if (blanksToTake > 0 && section.second > 0 &&
+                    text.lines.at(section.second - 1).trimmed().isEmpty() &&
                     !removed.contains(section.second - 1)) {
                     removed.append(section.second - 1);
+                    --blanksToTake;
                 }
             }
         }

@@ -167,6 +167,13 @@ private slots:
         QByteArray changed = setUp;
         changed.replace("SendIntervalMs=20", "SendIntervalMs=40");
         QCOMPARE(takenOut(rules, changed, before), before + "\r\n[Misc]\r\nSendIntervalMs=40\r\n");
+        // A file that ended in a blank line keeps it: the set-up added none before its section.
+        const QByteArray endsBlank = "[General]\nEnabled=0\n\n";
+        QByteArray blankSetUp = installed(rules, endsBlank);
+        QCOMPARE(blankSetUp, QByteArray("[General]\nEnabled=1\n\n[Connection]\nHost=127.0.0.1\nPort=55278\n\n"
+                                        "[Misc]\nSendIntervalMs=20\nExtendedData=1\n"));
+        blankSetUp.replace("[General]", "; edited\n[General]");
+        QCOMPARE(takenOut(rules, blankSetUp, endsBlank), QByteArray("; edited\n[General]\nEnabled=0\n\n"));
     }
 
     void il2EnableGoesBackToTheValueBefore() {
