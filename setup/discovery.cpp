@@ -179,6 +179,7 @@ private:
                 home + QStringLiteral("/.local/share/Steam"),
                 home + QStringLiteral("/.steam/steam"),
                 home + QStringLiteral("/.steam/root"),
+                home + QStringLiteral("/.steam/debian-installation"), // Debian's steam-installer
                 home + QStringLiteral("/.var/app/com.valvesoftware.Steam/.local/share/Steam"),
                 home + QStringLiteral("/snap/steam/common/.local/share/Steam"),
             };

@@ -103,6 +103,15 @@ private slots:
         QCOMPARE(unrelated.snapshot().size(), 2);
     }
 
+    void debiansSteamInstaller() {
+        FakeHome home;
+        QVERIFY(home.makeFolder(".steam/debian-installation/steamapps/common/War Thunder"));
+        QCOMPARE(listed(discoverInstallations(home.path())),
+                 QStringList{"warthunder|" + home.filePath(".steam/debian-installation") +
+                             "/steamapps/common/War Thunder||" +
+                             home.filePath(".steam/debian-installation")});
+    }
+
     void snapSteamAndNonSteamDcs() {
         FakeHome home;
         const QString snap = QStringLiteral("snap/steam/common/.local/share/Steam");
