@@ -1,6 +1,8 @@
 #include "filerules.h"
 #include "textfile.h"
 
+#include <algorithm>
+
 namespace QuillarSetup {
 
 namespace {
@@ -153,12 +155,78 @@ QList<FileRules> condorRules(const QString &condorFolder) {
         }
         return text.join();
     };
-    udp.takeOut = [](const QByteArray &, QString *problem) -> std::optional<QByteArray> {
-        // Our values replaced the ones before them; only the backup knows those.
-        *problem =
-            QStringLiteral("set up by hand or changed since it was set up, so the values before are not "
-                           "known; left as it is");
-        return std::nullopt;
+    udp.takeOut = [](const QByteArray &current, const std::optional<QByteArray> &before,
+                     QString *problem) -> std::optional<QByteArray> {
+        // Our values replaced the ones before them; only the copy from before knows those. Without it the
+        // file is left as it is, and the engine notes why.
+        if (!before) {
+            return current;
+        }
+        TextLines text = TextLines::split(current);
+        const std::optional<Ini> ini = readIni(text, problem);
+        if (!ini) {
+            return std::nullopt;
+        }
+        QString ignored;
+        const TextLines oldText = TextLines::split(*before);
+        const std::optional<Ini> old = readIni(oldText, &ignored);
+        if (!old) {
+            return current;
+        }
+        // Every value that is still ours goes back to the one before, or goes when there was none; a value
+        // the user changed since is theirs. From the bottom up, so the line numbers stay valid.
+        QList<int> removed;
+        QList<QPair<int, QByteArray>> restored;
+        for (const Wanted &want : wanted()) {
+            const IniKey *entry = find(*ini, want.section, want.key);
+            if (!entry || entry->value != want.value) {
+                continue;
+            }
+            if (const IniKey *oldEntry = find(*old, want.section, want.key)) {
+                if (oldEntry->value != entry->value) {
+                    restored.append({entry->line, oldText.lines.at(oldEntry->line)});
+                }
+            } else {
+                removed.append(entry->line);
+            }
+        }
+        for (const auto &line : restored) {
+            text.lines[line.first] = line.second;
+        }
+        // A section the set-up added goes with its last key, and so does the blank line put before it: as
+        // many blank lines go as the set-up added, so a file that ended in a blank line keeps it.
+        auto blanks = [](const TextLines &lines) {
+            return int(std::count_if(lines.lines.begin(), lines.lines.end(),
+                                     [](const QByteArray &line) { return line.trimmed().isEmpty(); }));
+        };
+        int blanksToTake = blanks(text) - blanks(oldText);
+        for (const auto &section : ini->sections) {
+            bool existedBefore = false;
+            for (const auto &oldSection : old->sections) {
+                existedBefore = existedBefore || oldSection.first == section.first;
+            }
+            if (existedBefore) {
+                continue;
+            }
+            bool keepsAKey = false;
+            for (const IniKey &entry : ini->keys) {
+                keepsAKey = keepsAKey || (entry.section == section.first && !removed.contains(entry.line));
+            }
+            if (!keepsAKey) {
+                removed.append(section.second);
+                if (blanksToTake > 0 && section.second > 0 &&
+                    text.lines.at(section.second - 1).trimmed().isEmpty() &&
+                    !removed.contains(section.second - 1)) {
+                    removed.append(section.second - 1);
+                    --blanksToTake;
+                }
+            }
+        }
+        std::sort(removed.begin(), removed.end());
+        for (int i = removed.size() - 1; i >= 0; --i) {
+            text.remove(removed.at(i));
+        }
+        return text.join();
     };
     udp.installWords = QStringLiteral("switch on the UDP output to port 55278");
     udp.removeWords = QStringLiteral("put back the UDP output settings from before");

@@ -8,6 +8,20 @@ QByteArray dcsExportLine() {
         "local lfs=require('lfs'); dofile(lfs.writedir()..'Scripts/VortaneQuillar.lua')");
 }
 
+QByteArray dcsSettingsFile() {
+    return QByteArrayLiteral(
+        "-- Vortane Quillar: your settings for the DCS export. The set-up made this file once and never\n"
+        "-- changes it; an update replaces only VortaneQuillar.lua beside it. Take out the \"--\" in front "
+        "of\n"
+        "-- a setting to change it.\n"
+        "return {\n"
+        "    -- host = \"127.0.0.1\", -- the computer Vortane Quillar runs on\n"
+        "    -- port = 29778,\n"
+        "    -- interval = 0.02, -- seconds between datagrams\n"
+        "    -- aoaScale = 1, -- 57.2958 for a module whose angle of attack comes in radians\n"
+        "}\n");
+}
+
 namespace {
 
 bool isExportLine(const QByteArray &line) {
@@ -30,7 +44,8 @@ QList<FileRules> dcsRules(const QString &savedGames, const QByteArray &script) {
     copy.install = [script](const std::optional<QByteArray> &, QString *) -> std::optional<QByteArray> {
         return script;
     };
-    copy.takeOut = [](const QByteArray &, QString *) -> std::optional<QByteArray> { return QByteArray(); };
+    copy.takeOut = [](const QByteArray &, const std::optional<QByteArray> &,
+                      QString *) -> std::optional<QByteArray> { return QByteArray(); };
     copy.installWords = QStringLiteral("copy the export script");
     copy.removeWords = QStringLiteral("take out the export script");
 
@@ -57,7 +72,8 @@ QList<FileRules> dcsRules(const QString &savedGames, const QByteArray &script) {
         text.append(dcsExportLine());
         return text.join();
     };
-    exportLua.takeOut = [](const QByteArray &current, QString *) -> std::optional<QByteArray> {
+    exportLua.takeOut = [](const QByteArray &current, const std::optional<QByteArray> &,
+                           QString *) -> std::optional<QByteArray> {
         TextLines text = TextLines::split(current);
         for (int i = text.lines.size() - 1; i >= 0; --i) {
             if (isExportLine(text.lines.at(i))) {
@@ -69,7 +85,21 @@ QList<FileRules> dcsRules(const QString &savedGames, const QByteArray &script) {
     exportLua.installWords = QStringLiteral("add the line that runs the export script");
     exportLua.removeWords = QStringLiteral("take out the line that runs the export script");
 
-    return {copy, exportLua};
+    FileRules settings;
+    settings.path = savedGames + QStringLiteral("/Scripts/VortaneQuillarConfig.lua");
+    settings.madeOnce = true;
+    settings.inspect = [](const std::optional<QByteArray> &current, QString *) {
+        return current ? PartState::Present : PartState::Absent;
+    };
+    settings.install = [](const std::optional<QByteArray> &current, QString *) -> std::optional<QByteArray> {
+        return current ? *current : dcsSettingsFile();
+    };
+    settings.takeOut = [](const QByteArray &, const std::optional<QByteArray> &,
+                          QString *) -> std::optional<QByteArray> { return QByteArray(); };
+    settings.installWords = QStringLiteral("a place for your settings of the export script");
+    settings.removeWords = QStringLiteral("the set-up made this file");
+
+    return {copy, exportLua, settings};
 }
 
 } // namespace QuillarSetup

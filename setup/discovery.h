@@ -5,6 +5,7 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <atomic>
 
 namespace QuillarSetup {
 
@@ -15,7 +16,8 @@ struct Discovery {
 
 // Looks only under `home` (every path is checked after links are resolved): the Steam libraries with their
 // Proton prefixes, ~/.wine, the Lutris prefixes under ~/Games and the X-Plane folders in the home folder.
-Discovery discoverInstallations(const QString &home);
+Discovery discoverInstallations(const QString &home, Platform platform = Platform::Linux,
+                                const std::atomic<bool> *cancelled = nullptr);
 
 // Steam's appids for the games we look for.
 namespace SteamApp {

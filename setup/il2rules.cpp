@@ -210,7 +210,8 @@ QList<FileRules> il2Rules(const QString &gameFolder) {
         }
         return text.join();
     };
-    startup.takeOut = [](const QByteArray &current, QString *problem) -> std::optional<QByteArray> {
+    startup.takeOut = [](const QByteArray &current, const std::optional<QByteArray> &before,
+                         QString *problem) -> std::optional<QByteArray> {
         TextLines text = TextLines::split(current);
         const std::optional<TelemetryBlock> block = readBlocks(text, problem);
         if (!block) {
@@ -225,10 +226,30 @@ QList<FileRules> il2Rules(const QString &gameFolder) {
             }
             return text.join();
         }
+        // The set-up switched the block on: when the copy from before says it was off (or said nothing),
+        // it goes back to that. A block the user switched off since is left off.
+        const Entry *enable = block->find("enable");
+        std::optional<QByteArray> enableBefore; // the whole line; empty when there was none
+        if (before && enable && enable->value == "true") {
+            QString ignored;
+            const TextLines old = TextLines::split(*before);
+            const std::optional<TelemetryBlock> oldBlock = readBlocks(old, &ignored);
+            if (oldBlock && oldBlock->header >= 0 && !enabled(*oldBlock)) {
+                const Entry *oldEnable = oldBlock->find("enable");
+                enableBefore = oldEnable ? old.lines.at(oldEnable->line) : QByteArray();
+            }
+        }
+        // From the bottom up, so the line numbers read above stay valid.
         for (int i = block->entries.size() - 1; i >= 0; --i) {
             const Entry &entry = block->entries.at(i);
             if (addressNumber(entry.key) > 0 && entry.value == OurTarget) {
                 text.remove(entry.line);
+            } else if (enableBefore && &entry == enable) {
+                if (enableBefore->isEmpty()) {
+                    text.remove(entry.line);
+                } else {
+                    text.lines[entry.line] = *enableBefore;
+                }
             }
         }
         return text.join();

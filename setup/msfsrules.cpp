@@ -229,7 +229,8 @@ QList<FileRules> msfsRules(const QString &settingsFolder, int port) {
         }
         return text.join();
     };
-    xml.takeOut = [](const QByteArray &current, QString *problem) -> std::optional<QByteArray> {
+    xml.takeOut = [](const QByteArray &current, const std::optional<QByteArray> &,
+                     QString *problem) -> std::optional<QByteArray> {
         TextLines text = TextLines::split(current);
         const std::optional<Document> document = readDocument(current, text, problem);
         if (!document) {

@@ -94,7 +94,7 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
         return 1;
     }
 
-    const SetupEngine engine(homeFolder, dcsScript);
+    const SetupEngine engine(homeFolder, dcsScript, SetupEngine::dataHomeFromEnvironment());
     const Discovery discovery = engine.discover();
     for (const QString &note : discovery.notes) {
         out << "note: " << note << "\n";
@@ -112,6 +112,7 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
     }
     bool ok = true;
     bool changedAnything = false;
+    bool leftAnything = false;
     for (Simulator simulator : allSimulators()) {
         if (!chosen.contains(simulator)) {
             continue;
@@ -146,6 +147,7 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
             }
             ok = ok && result.ok;
             changedAnything = changedAnything || result.changed;
+            leftAnything = leftAnything || result.leftAlone;
         }
         if (!any) {
             out << column(simulatorKey(simulator), 11) << "no installation found\n";
@@ -154,6 +156,8 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
     if (command != QLatin1String("status")) {
         if (!ok) {
             out << "Some files could not be changed (see above).\n";
+        } else if (!changedAnything && leftAnything) {
+            out << "Nothing changed; the files named \"left\" above are as they were.\n";
         } else if (!changedAnything) {
             out << "Nothing changed: everything was already "
                 << (command == QLatin1String("install") ? "set up" : "taken out") << ".\n";

@@ -1,5 +1,7 @@
 #include "setuptypes.h"
 
+#include <QtGlobal>
+
 namespace QuillarSetup {
 
 QList<Simulator> allSimulators() {
@@ -51,6 +53,21 @@ bool simulatorFromKey(const QString &key, Simulator *simulator) {
         }
     }
     return false;
+}
+
+Platform hostPlatform() {
+    const QByteArray chosen = qgetenv("QUILLAR_SETUP_PLATFORM").toLower();
+    if (chosen == "windows") {
+        return Platform::Windows;
+    }
+    if (chosen == "linux") {
+        return Platform::Linux;
+    }
+#ifdef Q_OS_WIN
+    return Platform::Windows;
+#else
+    return Platform::Linux;
+#endif
 }
 
 QString stateText(State state) {

@@ -16,6 +16,13 @@ QString simulatorName(Simulator simulator);
 // False when the key names no simulator.
 bool simulatorFromKey(const QString &key, Simulator *simulator);
 
+// Where the simulators are looked for: the layouts differ (Proton and Wine prefixes on Linux, the user's
+// profile and the registry on Windows).
+enum class Platform { Linux, Windows };
+// The system this build runs on; QUILLAR_SETUP_PLATFORM ("linux" or "windows") overrides it, so the
+// Windows layouts can be tried on any machine over a fake tree.
+Platform hostPlatform();
+
 enum class State { Ready, NotSetUp, NeedsRepair, NothingToSetUp };
 QString stateText(State state);
 
@@ -27,6 +34,9 @@ struct Installation {
     QString variant; // "MSFS 2024", "X-Plane 12", "DCS.openbeta"…; empty when there is only one kind
     // Where it was found: "Steam library …", "Wine prefix …", "home folder".
     QString foundIn;
+    // The Steam library, Wine prefix or home folder it was found in. A file of the installation that
+    // resolves (through links) outside this folder is not ours to change. Empty: the home folder.
+    QString root;
 };
 
 // One file operation of a plan. Plans are computed in full before anything is written, so a dry run
@@ -37,6 +47,9 @@ struct FileEdit {
     QString path;
     QByteArray bytes;    // the whole new content of a Write
     QString description; // what changes, in words
+    // A Write or Delete of a file the user may have changed: when <name>.quillar-backup already holds
+    // something else, the file is first copied to the next free <name>.quillar-backup.N.
+    bool keepCopy = false;
 };
 
 struct Assessment {

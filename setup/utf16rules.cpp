@@ -73,17 +73,23 @@ FileRules keepingUtf16(FileRules rules) {
         const std::optional<QByteArray> result = rules.install(text, problem);
         return result ? std::optional<QByteArray>(encoded(*result, encoding)) : std::nullopt;
     };
-    wrapped.takeOut = [rules](const QByteArray &current, QString *problem) -> std::optional<QByteArray> {
+    wrapped.takeOut = [rules](const QByteArray &current, const std::optional<QByteArray> &before,
+                              QString *problem) -> std::optional<QByteArray> {
+        // The copy from before is read in its own encoding; a broken one is as good as none.
+        std::optional<QByteArray> beforeText = before;
+        if (before && encodingOf(*before) != Encoding::Bytes) {
+            beforeText = decoded(*before, encodingOf(*before));
+        }
         const Encoding encoding = encodingOf(current);
         if (encoding == Encoding::Bytes) {
-            return rules.takeOut(current, problem);
+            return rules.takeOut(current, beforeText, problem);
         }
         const std::optional<QByteArray> text = decoded(current, encoding);
         if (!text) {
             *problem = BrokenText;
             return std::nullopt;
         }
-        const std::optional<QByteArray> result = rules.takeOut(*text, problem);
+        const std::optional<QByteArray> result = rules.takeOut(*text, beforeText, problem);
         return result ? std::optional<QByteArray>(encoded(*result, encoding)) : std::nullopt;
     };
     return wrapped;

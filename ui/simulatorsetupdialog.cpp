@@ -5,6 +5,7 @@
 #include <QHeaderView>
 #include <QPushButton>
 #include <QtConcurrent/QtConcurrentRun>
+#include <algorithm>
 
 using namespace QuillarSetup;
 
@@ -18,6 +19,8 @@ QString actionName(SimulatorSetupDialog::Action action) {
         return QStringLiteral("Repair");
     case SimulatorSetupDialog::Action::Remove:
         return QStringLiteral("Remove");
+    case SimulatorSetupDialog::Action::SetUpAll:
+        return QStringLiteral("Set up all");
     }
     return QString();
 }
@@ -44,17 +47,44 @@ Plan planFor(const SetupEngine &engine, const Installation &installation,
     return engine.planInstall(installation);
 }
 
+bool applicable(const Plan &plan) {
+    return !plan.edits.isEmpty() && plan.problems.isEmpty();
+}
+
+QString displayName(const Installation &installation) {
+    QString name = simulatorName(installation.simulator);
+    if (!installation.variant.isEmpty()) {
+        name += QStringLiteral(" (%1)").arg(installation.variant);
+    }
+    return name;
+}
+
+// A folder (or a text that starts with one) with the home folder written "~".
+QString underHome(const QString &home, const QString &text) {
+    if (text.startsWith(home + QLatin1Char('/'))) {
+        return QStringLiteral("~") + text.mid(home.size());
+    }
+    return text;
+}
+
 } // namespace
 
-SimulatorSetupDialog::SimulatorSetupDialog(const QString &home, QWidget *parent)
+SimulatorSetupDialog::SimulatorSetupDialog(const QString &home, QWidget *parent, Search search)
     : QDialog(parent), ui(std::make_unique<Ui::SimulatorSetupDialog>()),
-      engine(home, dcsScriptFromResource()) {
+      engine(home, dcsScriptFromResource(), SetupEngine::dataHomeFromEnvironment()),
+      search(std::move(search)) {
+    if (!this->search) {
+        this->search = [](const SetupEngine &engine, const std::atomic<bool> *cancelled) {
+            return engine.discover(cancelled);
+        };
+    }
     ui->setupUi(this);
     ui->installations_table->horizontalHeader()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
     ui->installations_table->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
     ui->installations_table->horizontalHeader()->setSectionResizeMode(2, QHeaderView::Stretch);
     ui->installations_table->horizontalHeader()->setSectionResizeMode(3, QHeaderView::ResizeToContents);
     connect(ui->rescan_button, &QPushButton::clicked, this, &SimulatorSetupDialog::rescan);
+    connect(ui->setup_all_button, &QPushButton::clicked, this, &SimulatorSetupDialog::setUpAll);
     connect(ui->apply_button, &QPushButton::clicked, this, &SimulatorSetupDialog::apply);
     connect(ui->close_button, &QPushButton::clicked, this, &QDialog::reject);
     connect(&scanWatcher, &QFutureWatcher<Scan>::finished, this, &SimulatorSetupDialog::showScan);
@@ -63,9 +93,25 @@ SimulatorSetupDialog::SimulatorSetupDialog(const QString &home, QWidget *parent)
 }
 
 SimulatorSetupDialog::~SimulatorSetupDialog() {
-    // The pool thread holds copies only; waiting keeps a change from being cut off half-way at close.
+    // A search is cut short; a change is let finish, so no file is left half-way (writes are short).
+    cancelSearch();
     scanWatcher.waitForFinished();
     outcomeWatcher.waitForFinished();
+}
+
+void SimulatorSetupDialog::cancelSearch() {
+    if (searchCancelled) {
+        searchCancelled->store(true);
+    }
+}
+
+void SimulatorSetupDialog::done(int result) {
+    cancelSearch();
+    QDialog::done(result);
+}
+
+QString SimulatorSetupDialog::shortened(const QString &folder) const {
+    return underHome(engine.home(), folder);
 }
 
 bool SimulatorSetupDialog::isBusy() const {
@@ -77,6 +123,7 @@ void SimulatorSetupDialog::setBusy(bool busy) {
     ui->installations_table->setEnabled(!busy);
     if (busy) {
         ui->apply_button->setEnabled(false);
+        ui->setup_all_button->setEnabled(false);
     }
 }
 
@@ -87,11 +134,17 @@ void SimulatorSetupDialog::rescan() {
     setBusy(true);
     ui->found_label->setText(tr("Searching for simulators…"));
     const SetupEngine copy = engine;
-    scanWatcher.setFuture(QtConcurrent::run([copy] {
+    const Search find = search;
+    searchCancelled = std::make_shared<std::atomic<bool>>(false);
+    const std::shared_ptr<std::atomic<bool>> cancelled = searchCancelled;
+    scanWatcher.setFuture(QtConcurrent::run([copy, find, cancelled] {
         Scan scan;
-        const Discovery discovery = copy.discover();
+        const Discovery discovery = find(copy, cancelled.get());
         scan.notes = discovery.notes;
         for (const Installation &installation : discovery.installations) {
+            if (cancelled->load()) {
+                break;
+            }
             scan.rows.append(Row{installation, copy.assess(installation)});
         }
         return scan;
@@ -100,33 +153,41 @@ void SimulatorSetupDialog::rescan() {
 
 void SimulatorSetupDialog::showScan() {
     const Scan scan = scanWatcher.result();
+    if (searchCancelled && searchCancelled->load()) {
+        ui->found_label->setText(tr("The search was stopped."));
+        setBusy(false);
+        return;
+    }
     rows = scan.rows;
     QTableWidget *table = ui->installations_table;
     table->clearContents();
     table->setRowCount(rows.size());
+    QStringList problems = scan.notes;
+    bool anyToSetUp = false;
     for (int i = 0; i < rows.size(); ++i) {
         const Row &row = rows.at(i);
-        QString name = simulatorName(row.installation.simulator);
-        if (!row.installation.variant.isEmpty()) {
-            name += QStringLiteral(" (%1)").arg(row.installation.variant);
-        }
-        auto *nameItem = new QTableWidgetItem(name);
+        auto *nameItem = new QTableWidgetItem(displayName(row.installation));
         nameItem->setToolTip(row.installation.foundIn);
         table->setItem(i, 0, nameItem);
         auto *stateItem = new QTableWidgetItem(stateText(row.assessment.state));
         stateItem->setToolTip(row.assessment.problems.join(QLatin1Char('\n')));
         table->setItem(i, 1, stateItem);
-        auto *folderItem = new QTableWidgetItem(row.installation.folder);
+        auto *folderItem = new QTableWidgetItem(shortened(row.installation.folder));
         folderItem->setToolTip(row.installation.folder);
         table->setItem(i, 2, folderItem);
+        for (const QString &problem : row.assessment.problems) {
+            problems.append(QStringLiteral("%1: %2").arg(displayName(row.installation), problem));
+        }
 
         QList<Action> actions;
         switch (row.assessment.state) {
         case State::NotSetUp:
             actions = {Action::Install};
+            anyToSetUp = true;
             break;
         case State::NeedsRepair:
             actions = {Action::Repair, Action::Remove};
+            anyToSetUp = true;
             break;
         case State::Ready:
             actions = {Action::Remove};
@@ -140,62 +201,134 @@ void SimulatorSetupDialog::showScan() {
         for (Action action : actions) {
             auto *button = new QPushButton(actionName(action), cell);
             button->setObjectName(QStringLiteral("%1_button_%2").arg(actionName(action).toLower()).arg(i));
-            connect(button, &QPushButton::clicked, this, [this, i, action] { preview(i, action); });
+            connect(button, &QPushButton::clicked, this, [this, i, action] { preview({i}, action); });
             layout->addWidget(button);
         }
         layout->addStretch();
         table->setCellWidget(i, 3, cell);
     }
     table->resizeRowsToContents();
-    QString found = rows.isEmpty()
-                        ? tr("No simulator was found in %1.").arg(engine.home())
-                        : tr("%n installation(s) found in %1.", nullptr, rows.size()).arg(engine.home());
-    for (const QString &note : scan.notes) {
-        found += QLatin1Char('\n') + note;
+    ui->found_label->setText(
+        rows.isEmpty() ? tr("No simulator was found in %1.").arg(engine.home())
+                       : tr("%n installation(s) found in %1.", nullptr, rows.size()).arg(engine.home()));
+    // Every problem in sight, not only in a tooltip: a file that cannot be read, a library not searched.
+    for (QString &problem : problems) {
+        problem.replace(engine.home() + QLatin1Char('/'), QStringLiteral("~/"));
     }
-    ui->found_label->setText(found);
+    ui->problems_label->setText(problems.join(QLatin1Char('\n')));
+    ui->problems_label->setVisible(!problems.isEmpty());
     setBusy(false);
+    ui->setup_all_button->setEnabled(anyToSetUp);
 }
 
-void SimulatorSetupDialog::preview(int row, Action action) {
-    if (isBusy() || row < 0 || row >= rows.size()) {
+void SimulatorSetupDialog::setUpAll() {
+    QList<int> all;
+    for (int i = 0; i < rows.size(); ++i) {
+        const State state = rows.at(i).assessment.state;
+        if (state == State::NotSetUp || state == State::NeedsRepair) {
+            all.append(i);
+        }
+    }
+    if (!all.isEmpty()) {
+        preview(all, Action::SetUpAll);
+    }
+}
+
+void SimulatorSetupDialog::preview(const QList<int> &chosen, Action action) {
+    if (isBusy() || chosen.isEmpty()) {
         return;
     }
+    QList<Installation> installations;
+    for (int row : chosen) {
+        if (row < 0 || row >= rows.size()) {
+            return;
+        }
+        installations.append(rows.at(row).installation);
+    }
     setBusy(true);
-    pendingRow = row;
+    pendingRows = chosen;
     pendingAction = action;
-    const Installation installation = rows.at(row).installation;
-    pendingTitle = QStringLiteral("%1 %2 in %3")
-                       .arg(actionName(action), simulatorName(installation.simulator), installation.folder);
+    pendingTitle = action == Action::SetUpAll
+                       ? tr("Set up all")
+                       : QStringLiteral("%1 %2 in %3")
+                             .arg(actionName(action), simulatorName(installations.first().simulator),
+                                  installations.first().folder);
     ui->changes_view->setPlainText(tr("%1: looking at the files…").arg(pendingTitle));
     const SetupEngine copy = engine;
-    outcomeWatcher.setFuture(QtConcurrent::run([copy, installation, action] {
+    const bool all = action == Action::SetUpAll;
+    outcomeWatcher.setFuture(QtConcurrent::run([copy, installations, action, all] {
+        const QString home = copy.home();
         Outcome outcome;
-        outcome.plan = planFor(copy, installation, action);
-        outcome.lines = applyPlan(outcome.plan, true).lines;
+        for (const Installation &installation : installations) {
+            const Plan plan = planFor(copy, installation, action);
+            outcome.plans.append(plan);
+            outcome.canApply = outcome.canApply || applicable(plan);
+            const QStringList lines = applyPlan(plan, true).lines;
+            if (!all) {
+                outcome.lines += lines;
+                continue;
+            }
+            outcome.lines.append(QStringLiteral("%1 in %2:")
+                                     .arg(displayName(installation), underHome(home, installation.folder)));
+            for (QString line : lines) {
+                outcome.lines.append(QStringLiteral("  ") +
+                                     line.replace(home + QLatin1Char('/'), QStringLiteral("~/")));
+            }
+        }
+        // One installation that cannot be changed leaves Apply off for it; "Set up all" does the others.
+        if (!all && !outcome.plans.isEmpty() && !outcome.plans.first().problems.isEmpty()) {
+            outcome.canApply = false;
+        }
         return outcome;
     }));
 }
 
 void SimulatorSetupDialog::apply() {
-    if (isBusy() || pendingRow < 0 || pendingRow >= rows.size()) {
+    if (isBusy() || pendingRows.isEmpty()) {
         return;
     }
-    setBusy(true);
-    const Installation installation = rows.at(pendingRow).installation;
-    const Action action = pendingAction;
-    const Plan shown = pendingPlan;
-    const SetupEngine copy = engine;
-    outcomeWatcher.setFuture(QtConcurrent::run([copy, installation, action, shown] {
-        Outcome outcome;
-        outcome.plan = planFor(copy, installation, action);
-        // A file changed since the preview would get changes nobody saw: show the new preview instead.
-        if (!sameEdits(outcome.plan, shown)) {
-            outcome.lines = applyPlan(outcome.plan, true).lines;
-            return outcome;
+    QList<Installation> installations;
+    for (int row : pendingRows) {
+        if (row < 0 || row >= rows.size()) {
+            return;
         }
-        outcome.lines = applyPlan(outcome.plan, false).lines;
-        outcome.applied = true;
+        installations.append(rows.at(row).installation);
+    }
+    setBusy(true);
+    const Action action = pendingAction;
+    const QList<Plan> shown = pendingPlans;
+    const SetupEngine copy = engine;
+    const bool all = action == Action::SetUpAll;
+    outcomeWatcher.setFuture(QtConcurrent::run([copy, installations, action, shown, all] {
+        const QString home = copy.home();
+        Outcome outcome;
+        for (const Installation &installation : installations) {
+            outcome.plans.append(planFor(copy, installation, action));
+        }
+        // A file changed since the preview would get changes nobody saw: show the new preview instead.
+        bool same = shown.size() == outcome.plans.size();
+        for (int i = 0; same && i < shown.size(); ++i) {
+            same = sameEdits(outcome.plans.at(i), shown.at(i));
+        }
+        for (int i = 0; i < installations.size(); ++i) {
+            const Plan &plan = outcome.plans.at(i);
+            outcome.canApply = outcome.canApply || applicable(plan);
+            // Only what can be done is done: an installation with a problem is left as it is.
+            const QStringList lines =
+                same && applicable(plan) ? applyPlan(plan, false).lines : applyPlan(plan, true).lines;
+            if (all) {
+                outcome.lines.append(
+                    QStringLiteral("%1 in %2:")
+                        .arg(displayName(installations.at(i)), underHome(home, installations.at(i).folder)));
+                for (QString line : lines) {
+                    outcome.lines.append(QStringLiteral("  ") +
+                                         line.replace(home + QLatin1Char('/'), QStringLiteral("~/")));
+                }
+            } else {
+                outcome.lines += lines;
+            }
+        }
+        outcome.applied = same;
         return outcome;
     }));
 }
@@ -203,24 +336,39 @@ void SimulatorSetupDialog::apply() {
 void SimulatorSetupDialog::showOutcome() {
     const Outcome outcome = outcomeWatcher.result();
     setBusy(false);
+    const QString actionText =
+        pendingAction == Action::SetUpAll ? tr("Set up all") : actionName(pendingAction);
     if (outcome.applied) {
         ui->changes_view->setPlainText(
             tr("%1: done.\n%2").arg(pendingTitle, outcome.lines.join(QLatin1Char('\n'))));
-        pendingRow = -1;
+        pendingRows.clear();
+        pendingPlans.clear();
         ui->apply_button->setText(tr("Apply"));
         ui->apply_button->setEnabled(false);
         rescan();
         return;
     }
-    pendingPlan = outcome.plan;
-    const bool canApply = !outcome.plan.edits.isEmpty() && outcome.plan.problems.isEmpty();
-    ui->changes_view->setPlainText(
-        tr("%1 will change this:\n%2%3")
-            .arg(pendingTitle, outcome.lines.join(QLatin1Char('\n')),
-                 canApply ? tr("\n\nPress \"%1\" to make these changes.").arg(actionName(pendingAction))
-                          : QString()));
-    ui->apply_button->setText(actionName(pendingAction));
-    ui->apply_button->setEnabled(canApply);
+    pendingPlans = outcome.plans;
+    const bool problems = std::any_of(outcome.plans.begin(), outcome.plans.end(),
+                                      [](const Plan &plan) { return !plan.problems.isEmpty(); });
+    QString text;
+    if (!outcome.canApply && problems) {
+        text = tr("%1 cannot be done:\n%2").arg(pendingTitle, outcome.lines.join(QLatin1Char('\n')));
+    } else {
+        text = tr("%1 will change this:\n%2").arg(pendingTitle, outcome.lines.join(QLatin1Char('\n')));
+        if (outcome.canApply) {
+            text += tr("\n\nPress \"%1\" to make these changes.").arg(actionText);
+            if (problems) {
+                text += tr(" What cannot be changed is left as it is.");
+            }
+        }
+    }
+    ui->changes_view->setPlainText(text);
+    ui->apply_button->setText(actionText);
+    ui->apply_button->setEnabled(outcome.canApply);
+    ui->setup_all_button->setEnabled(std::any_of(rows.begin(), rows.end(), [](const Row &row) {
+        return row.assessment.state == State::NotSetUp || row.assessment.state == State::NeedsRepair;
+    }));
 }
 
 // Compiled here, like the main window's, so only what opens the dialog links the set-up engine.

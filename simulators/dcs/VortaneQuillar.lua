@@ -11,6 +11,10 @@
 --   local lfs=require('lfs'); dofile(lfs.writedir()..'Scripts/VortaneQuillar.lua')
 --
 -- Other exporters keep working: the callbacks defined before this file runs are kept and called.
+--
+-- Your settings go in Scripts\VortaneQuillarConfig.lua beside this file, never here: an update of
+-- Vortane Quillar replaces this file, and leaves that one alone. It returns a table with any of the
+-- settings below, for example:  return { aoaScale = 57.2958 }
 
 if VortaneQuillarExport then
     return -- loaded twice (the line appended twice): the first copy already sends
@@ -21,11 +25,57 @@ VortaneQuillarExport = {
     port = 29778,
     interval = 0.02, -- seconds between datagrams: 50 Hz is plenty and keeps the frame callback cheap
     -- LoGetAngleOfAttack() is documented as radians but delivers degrees on the modules we know; the
-    -- application expects degrees. Set to 57.2958 for a module that really reports radians.
+    -- application expects degrees. 57.2958 (set in VortaneQuillarConfig.lua) for a module that really
+    -- reports radians.
     aoaScale = 1,
 }
 
 local exporter = VortaneQuillarExport
+
+-- A settings file that cannot be read is written to dcs.log; the script then runs with its own values.
+local function logWarning(message)
+    if type(log) == "table" and type(log.write) == "function" then
+        pcall(log.write, "VortaneQuillar", log.WARNING or log.ERROR, message)
+    end
+end
+
+local function readSettings()
+    local found, lfs = pcall(require, "lfs")
+    if not found or type(lfs) ~= "table" or type(lfs.writedir) ~= "function" then
+        return
+    end
+    local path = lfs.writedir() .. "Scripts/VortaneQuillarConfig.lua"
+    local file = io.open(path, "r")
+    if not file then
+        return -- no settings of the user's: the values above
+    end
+    file:close()
+    local chunk, loadError = loadfile(path)
+    if not chunk then
+        logWarning("VortaneQuillarConfig.lua ignored: " .. tostring(loadError))
+        return
+    end
+    local ran, settings = pcall(chunk)
+    if not ran or type(settings) ~= "table" then
+        logWarning("VortaneQuillarConfig.lua ignored: " .. (ran and "it returns no table" or tostring(settings)))
+        return
+    end
+    if type(settings.host) == "string" and settings.host ~= "" then
+        exporter.host = settings.host
+    end
+    if type(settings.port) == "number" and settings.port >= 1 and settings.port <= 65535 then
+        exporter.port = math.floor(settings.port)
+    end
+    if type(settings.interval) == "number" and settings.interval > 0 and settings.interval <= 1 then
+        exporter.interval = settings.interval
+    end
+    if type(settings.aoaScale) == "number" and settings.aoaScale == settings.aoaScale
+        and settings.aoaScale ~= math.huge and settings.aoaScale ~= -math.huge then
+        exporter.aoaScale = settings.aoaScale
+    end
+end
+
+pcall(readSettings)
 local previousStart = LuaExportStart
 local previousAfterNextFrame = LuaExportAfterNextFrame
 local previousStop = LuaExportStop

@@ -80,7 +80,7 @@ inline const QByteArray SimConnectXml = "<?xml version=\"1.0\" encoding=\"Window
                                         "    </SimConnect.Comm>\r\n"
                                         "</SimBase.Document>\r\n";
 
-inline QByteArray ourComm(const QByteArray &eol, int port = 500) {
+inline QByteArray ourComm(const QByteArray &eol, int port = 29779) {
     return "    <SimConnect.Comm>" + eol + "        <Descr>Vortane Quillar</Descr>" + eol +
            "        <Disabled>False</Disabled>" + eol + "        <Protocol>IPv4</Protocol>" + eol +
            "        <Scope>local</Scope>" + eol + "        <Address>127.0.0.1</Address>" + eol +

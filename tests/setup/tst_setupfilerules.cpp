@@ -17,9 +17,10 @@ QByteArray installed(const FileRules &rules, const std::optional<QByteArray> &cu
     return result ? *result : "<failed: " + problem.toUtf8() + ">";
 }
 
-QByteArray takenOut(const FileRules &rules, const QByteArray &current) {
+QByteArray takenOut(const FileRules &rules, const QByteArray &current,
+                    const std::optional<QByteArray> &before = std::nullopt) {
     QString problem;
-    const std::optional<QByteArray> result = rules.takeOut(current, &problem);
+    const std::optional<QByteArray> result = rules.takeOut(current, before, &problem);
     return result ? *result : "<failed: " + problem.toUtf8() + ">";
 }
 
@@ -149,11 +150,66 @@ private slots:
         QString problem;
         QCOMPARE(rules.inspect(QByteArray("[General\n"), &problem), PartState::Unreadable);
         QCOMPARE(problem, QStringLiteral("line 1: a section name without \"]\""));
-        QVERIFY(!rules.takeOut(fresh, &problem).has_value());
+        // Without the file from before, the values it had are unknown: the file stays as it is.
+        QCOMPARE(takenOut(rules, fresh), fresh);
+    }
+
+    void condorGoesBackToTheValuesBefore() {
+        const FileRules rules = single(condorRules("/c"));
+        const QByteArray before =
+            "[General]\r\nEnabled=0\r\n\r\n[Connection]\r\nHost=127.0.0.1\r\nPort=55300\r\n";
+        const QByteArray setUp = installed(rules, before);
+        QCOMPARE(setUp,
+                 QByteArray("[General]\r\nEnabled=1\r\n\r\n[Connection]\r\nHost=127.0.0.1\r\nPort=55278\r\n"
+                            "\r\n[Misc]\r\nSendIntervalMs=20\r\nExtendedData=1\r\n"));
+        QCOMPARE(takenOut(rules, setUp, before), before);
+        // A value the user changed since stays theirs; the rest goes back.
+        QByteArray changed = setUp;
+        changed.replace("SendIntervalMs=20", "SendIntervalMs=40");
+        QCOMPARE(takenOut(rules, changed, before), before + "\r\n[Misc]\r\nSendIntervalMs=40\r\n");
+        // A file that ended in a blank line keeps it: the set-up added none before its section.
+        const QByteArray endsBlank = "[General]\nEnabled=0\n\n";
+        QByteArray blankSetUp = installed(rules, endsBlank);
+        QCOMPARE(blankSetUp, QByteArray("[General]\nEnabled=1\n\n[Connection]\nHost=127.0.0.1\nPort=55278\n\n"
+                                        "[Misc]\nSendIntervalMs=20\nExtendedData=1\n"));
+        blankSetUp.replace("[General]", "; edited\n[General]");
+        QCOMPARE(takenOut(rules, blankSetUp, endsBlank), QByteArray("; edited\n[General]\nEnabled=0\n\n"));
+    }
+
+    void il2EnableGoesBackToTheValueBefore() {
+        const FileRules rules = single(il2Rules("/g"));
+        const QByteArray before =
+            "[KEY = telemetrydevice]\n\taddr = \"10.0.0.2\"\n\tenable = false\n\tport = 4321\n[END]\n";
+        QByteArray setUp = installed(rules, before);
+        QCOMPARE(setUp,
+                 QByteArray("[KEY = telemetrydevice]\n\taddr = \"10.0.0.2\"\n\taddr1 = \"127.0.0.1:29777\"\n"
+                            "\tenable = true\n\tport = 4321\n[END]\n"));
+        setUp.replace("4321", "4322"); // changed after the set-up: the backup no longer fits as a whole
+        QCOMPARE(
+            takenOut(rules, setUp, before),
+            QByteArray(
+                "[KEY = telemetrydevice]\n\taddr = \"10.0.0.2\"\n\tenable = false\n\tport = 4322\n[END]\n"));
+        // A block that had no enable line loses the one the set-up added.
+        const QByteArray noEnable = "[KEY = telemetrydevice]\n\taddr = \"10.0.0.2\"\n\tport = 4321\n[END]\n";
+        QCOMPARE(takenOut(rules, installed(rules, noEnable), noEnable), noEnable);
+        // Without the file from before, the block's switch is the user's.
+        QCOMPARE(
+            takenOut(rules, installed(rules, before)),
+            QByteArray(
+                "[KEY = telemetrydevice]\n\taddr = \"10.0.0.2\"\n\tenable = true\n\tport = 4321\n[END]\n"));
+    }
+
+    void dcsSettingsAreMadeOnce() {
+        const FileRules rules = dcsRules("/x", "script").at(2);
+        QCOMPARE(rules.path, QStringLiteral("/x/Scripts/VortaneQuillarConfig.lua"));
+        QVERIFY(rules.madeOnce);
+        QCOMPARE(installed(rules, std::nullopt), dcsSettingsFile());
+        QCOMPARE(installed(rules, QByteArray("return { port = 1 }\n")), QByteArray("return { port = 1 }\n"));
+        QVERIFY(dcsSettingsFile().contains("-- aoaScale = 1,"));
     }
 
     void simConnectEntries() {
-        const FileRules rules = single(msfsRules("/m", 500));
+        const FileRules rules = single(msfsRules("/m", 29779));
         QCOMPARE(rules.path, QStringLiteral("/m/SimConnect.xml"));
         const QByteArray tabbed =
             "<SimBase.Document Type=\"SimConnect\" version=\"1,0\">\n"
@@ -164,7 +220,7 @@ private slots:
             "<SimBase.Document Type=\"SimConnect\" version=\"1,0\">\n"
             "\t<SimConnect.Comm>\n\t\t<Descr>Vortane Quillar</Descr>\n\t\t<Disabled>False</Disabled>\n"
             "\t\t<Protocol>IPv4</Protocol>\n\t\t<Scope>local</Scope>\n"
-            "\t\t<Address>127.0.0.1</Address>\n\t\t<Port>500</Port>\n"
+            "\t\t<Address>127.0.0.1</Address>\n\t\t<Port>29779</Port>\n"
             "\t\t<MaxClients>64</MaxClients>\n\t\t<MaxRecvSize>41088</MaxRecvSize>\n"
             "\t</SimConnect.Comm>\n</SimBase.Document>";
         QCOMPARE(installed(rules, tabbed), repaired);
@@ -175,11 +231,13 @@ private slots:
         // Somebody else's entry on our port serves us as well.
         const QByteArray theirs =
             "<SimBase.Document><SimConnect.Comm><Protocol>ipv4</Protocol><Scope>LOCAL</Scope>"
-            "<Port>500</Port></SimConnect.Comm></SimBase.Document>";
+            "<Port>29779</Port></SimConnect.Comm></SimBase.Document>";
         QCOMPARE(inspected(rules, theirs), PartState::Present);
-        QCOMPARE(
-            inspected(rules, QByteArray(theirs).replace("<Port>500", "<Disabled>True</Disabled><Port>500")),
-            PartState::Absent);
+        QCOMPARE(inspected(rules,
+                           QByteArray(theirs).replace("<Port>29779", "<Disabled>True</Disabled><Port>29779")),
+                 PartState::Absent);
+        // The stock entry on port 500 is not ours: MSFS under Wine cannot open a port below 1024.
+        QCOMPARE(inspected(rules, QByteArray(theirs).replace("<Port>29779", "<Port>500")), PartState::Absent);
         QString problem;
         QCOMPARE(rules.inspect(QByteArray("<Other/>"), &problem), PartState::Unreadable);
         QCOMPARE(problem, QStringLiteral("not a SimConnect settings file"));
@@ -207,6 +265,10 @@ private slots:
         QCOMPARE(takenOut(rules, utf16(after, converter)), utf16(before, converter));
         // Files without the mark are bytes as before.
         QCOMPARE(installed(rules, before), after);
+        // The copy from before is read in its own UTF-16 too: the switch goes back off.
+        const QByteArray off = QByteArray(before).replace("enable = true", "enable = false");
+        QCOMPARE(takenOut(rules, installed(rules, utf16(off, converter)), utf16(off, converter)),
+                 utf16(off, converter));
     }
 
     void brokenUtf16IsLeftAlone() {
@@ -225,8 +287,8 @@ private slots:
         QCOMPARE(simConnectPort(QByteArray("[SimConnect]\r\nPort = 5111\r\n")), 5111);
         QCOMPARE(simConnectPort(QByteArray("[SimConnect]\nPort=70000\n")), 500);
         QCOMPARE(simConnectPort(QByteArray("[SimConnect]\nPort=Custom/SimConnect\n")), 500);
-        QCOMPARE(simConnectCfgBytes(500),
-                 QByteArray("[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=500\n"));
+        QCOMPARE(simConnectCfgBytes(OurSimConnectPort),
+                 QByteArray("[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=29779\n"));
     }
 };
 

@@ -15,8 +15,9 @@ namespace {
 
 struct Run {
     int code = -1;
-    QString out;
+    QString out; // without the notes
     QString err;
+    QStringList notes; // the "note: " lines, without that word
 };
 
 Run runTool(const FakeHome &home, QStringList arguments) {
@@ -27,7 +28,23 @@ Run runTool(const FakeHome &home, QStringList arguments) {
     QTextStream out(&run.out);
     QTextStream err(&run.err);
     run.code = QuillarSetup::runSetupTool(arguments, out, err, QuillarSetup::dcsScriptFromResource());
+    out.flush();
+    QStringList lines = run.out.split(QLatin1Char('\n'));
+    for (int i = lines.size() - 1; i >= 0; --i) {
+        if (lines.at(i).startsWith(QStringLiteral("note: "))) {
+            run.notes.prepend(lines.takeAt(i).mid(6));
+        }
+    }
+    run.out = lines.join(QLatin1Char('\n'));
     return run;
+}
+
+// The fake home's vdf lists a library on a drive that is not there.
+QString missingLibraryNote(const FakeHome &home) {
+    return QStringLiteral(
+               "Steam library /nonexistent-quillar-library (listed in %1) is not there; a drive that "
+               "is not mounted? Not searched")
+        .arg(home.filePath(Steam + QStringLiteral("/steamapps/libraryfolders.vdf")));
 }
 
 // A status line: the states line up after the longest folder of the listing (`width`).
@@ -67,6 +84,8 @@ private:
 
 private slots:
     void initTestCase() {
+        // Our SimConnect.cfg goes to the fake home's own data folder, never to the user's.
+        qunsetenv("XDG_DATA_HOME");
         script = QuillarSetup::dcsScriptFromResource();
         QFile shipped(QStringLiteral(QUILLAR_SOURCE_DIR "/simulators/dcs/VortaneQuillar.lua"));
         QVERIFY(shipped.open(QIODevice::ReadOnly));
@@ -82,6 +101,7 @@ private slots:
 
         Run status = runTool(home, {"status"});
         QCOMPARE(status.err, QString());
+        QCOMPARE(status.notes, QStringList{missingLibraryNote(home)});
         QCOMPARE(status.out, statusText(home, "not set up", "not set up"));
         QCOMPARE(status.code, 0);
         QCOMPARE(home.snapshot(), original);
@@ -110,7 +130,9 @@ private slots:
         expected.insert(Msfs2020 + "/SimConnect.xml.quillar-backup", SimConnectXml);
         expected.insert(Msfs2024 + "/SimConnect.xml", newSimConnectXml());
         expected.insert(".local/share/vortane-quillar/", QByteArray());
-        expected.insert(SimConnectCfg, "[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=500\n");
+        expected.insert(SteamDcs + "/Scripts/VortaneQuillarConfig.lua", QuillarSetup::dcsSettingsFile());
+        expected.insert(WineDcs + "/Scripts/VortaneQuillarConfig.lua", QuillarSetup::dcsSettingsFile());
+        expected.insert(SimConnectCfg, "[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=29779\n");
         QCOMPARE(home.snapshot(), expected);
 
         status = runTool(home, {"status"});
@@ -276,11 +298,10 @@ private slots:
         Run status = runTool(home, {"status"});
         QCOMPARE(status.code, 0);
         // The first library is still searched; the one it would have named is not.
-        QVERIFY2(status.out.startsWith(
-                     "note: " + home.filePath(Steam) +
-                     "/steamapps/libraryfolders.vdf: cannot be read (line 5: a block is never closed); "
-                     "its other libraries were not searched\n"),
-                 qPrintable(status.out));
+        QCOMPARE(status.notes,
+                 QStringList{home.filePath(Steam) +
+                             "/steamapps/libraryfolders.vdf: cannot be read (line 5: a block is "
+                             "never closed); its other libraries were not searched"});
         QVERIFY(status.out.contains(
             line("msfs", "not set up", home.filePath(Msfs2024),
                  widest(home, {SteamDcs, WineDcs, Condor, Msfs2024, XPlane11, WarThunder}))));
@@ -357,19 +378,73 @@ private slots:
         QVERIFY(!home.exists(SimConnectCfg));
     }
 
-    void simConnectPortComesFromOurCfg() {
+    void msfsGetsOurEntryOnPort29779AndOurCfg() {
         FakeHome home;
         QVERIFY(build(home));
-        const QByteArray cfg = "[SimConnect]\r\nProtocol=IPv4\r\nAddress=127.0.0.1\r\nPort=5077\r\n";
-        QVERIFY(home.write(SimConnectCfg, cfg));
+        // The stock entry on port 500 is there, and does not count: MSFS under Wine cannot open it.
+        QByteArray stock = SimConnectXml;
+        stock.replace("<Scope>global</Scope>\r\n        <Port>4500</Port>",
+                      "<Scope>local</Scope>\r\n        <Port>500</Port>");
+        QVERIFY(home.write(Msfs2020 + "/SimConnect.xml", stock));
+        const int w = widest(home, {Msfs2024, Msfs2020});
+        QCOMPARE(runTool(home, {"status", "msfs"}).out,
+                 line("msfs", "not set up", home.filePath(Msfs2024), w) +
+                     line("msfs", "not set up", home.filePath(Msfs2020), w));
         QCOMPARE(runTool(home, {"install", "msfs"}).code, 0);
-        QCOMPARE(home.read(Msfs2024 + "/SimConnect.xml"),
-                 newSimConnectXml().replace("<Port>500</Port>", "<Port>5077</Port>"));
+        QByteArray stockSetUp = stock;
+        stockSetUp.insert(stockSetUp.size() - int(strlen("</SimBase.Document>\r\n")), ourComm("\r\n"));
+        QCOMPARE(home.read(Msfs2020 + "/SimConnect.xml"), stockSetUp);
+        QVERIFY(stockSetUp.contains("<Port>500</Port>"));
+        QVERIFY(stockSetUp.contains("<Descr>Vortane Quillar</Descr>"));
+        QCOMPARE(home.read(SimConnectCfg),
+                 QByteArray("[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=29779\n"));
+        QCOMPARE(runTool(home, {"status", "msfs"}).out,
+                 line("msfs", "ready", home.filePath(Msfs2024), w) +
+                     line("msfs", "ready", home.filePath(Msfs2020), w));
+        QCOMPARE(runTool(home, {"remove", "msfs"}).code, 0);
+        QCOMPARE(home.read(Msfs2020 + "/SimConnect.xml"), stock);
+        QVERIFY(!home.exists(SimConnectCfg));
+    }
+
+    void simConnectCfgHonoursXdgDataHome() {
+        FakeHome home;
+        FakeHome data;
+        QVERIFY(build(home));
+        qputenv("XDG_DATA_HOME", data.path().toUtf8());
+        const Run install = runTool(home, {"install", "msfs"});
+        const QByteArray written = data.read("vortane-quillar/SimConnect.cfg");
+        const Run remove = runTool(home, {"remove", "msfs"});
+        qunsetenv("XDG_DATA_HOME");
+        QCOMPARE(install.code, 0);
+        QCOMPARE(written, QByteArray("[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=29779\n"));
+        QVERIFY(!home.exists(SimConnectCfg));
+        QVERIFY2(remove.out.contains("deleted " + data.filePath("vortane-quillar/SimConnect.cfg")),
+                 qPrintable(remove.out));
+        QVERIFY(!data.exists("vortane-quillar/SimConnect.cfg"));
+    }
+
+    void aCfgOfTheUsersIsKept() {
+        FakeHome home;
+        QVERIFY(build(home));
+        const QByteArray cfg = "[SimConnect]\r\nProtocol=IPv4\r\nAddress=192.168.1.9\r\nPort=5077\r\n";
+        QVERIFY(home.write(SimConnectCfg, cfg));
+        const Run install = runTool(home, {"install", "msfs"});
+        QCOMPARE(install.code, 0);
+        QVERIFY2(
+            install.out.contains("left " + home.filePath(SimConnectCfg) +
+                                 ": names port 5077, so the program connects there and not to port 29779\n"),
+            qPrintable(install.out));
+        QCOMPARE(home.read(Msfs2024 + "/SimConnect.xml"), newSimConnectXml());
         QCOMPARE(home.read(SimConnectCfg), cfg);
         // Our cfg was not made by the set-up, so remove leaves it.
         QCOMPARE(runTool(home, {"remove", "msfs"}).code, 0);
         QCOMPARE(home.read(SimConnectCfg), cfg);
         QVERIFY(!home.exists(Msfs2024 + "/SimConnect.xml"));
+        // The one an earlier version wrote, for port 500, is ours to replace.
+        QVERIFY(home.write(SimConnectCfg, "[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=500\n"));
+        QCOMPARE(runTool(home, {"install", "msfs"}).code, 0);
+        QCOMPARE(home.read(SimConnectCfg),
+                 QByteArray("[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=29779\n"));
     }
 
     void utf16SimConnectXmlStaysUtf16() {
@@ -405,7 +480,7 @@ private slots:
         QCOMPARE(run.code, 1);
         QVERIFY2(run.out.contains("cannot change " + home.filePath(SteamDcs) +
                                   "/Scripts/Export.lua: leads to " + elsewhere.filePath("Export.lua") +
-                                  ", outside " + home.path() + "; left as it is\n"),
+                                  ", outside " + home.filePath(Steam) + "; left as it is\n"),
                  qPrintable(run.out));
         QCOMPARE(elsewhere.read("Export.lua"), OtherExports);
         QVERIFY(!elsewhere.exists("Export.lua.quillar-backup"));
@@ -414,21 +489,206 @@ private slots:
         expected.insert(WineDcs + "/Scripts/", QByteArray());
         expected.insert(WineDcs + "/Scripts/VortaneQuillar.lua", script);
         expected.insert(WineDcs + "/Scripts/Export.lua", ExportLine + "\n");
+        expected.insert(WineDcs + "/Scripts/VortaneQuillarConfig.lua", QuillarSetup::dcsSettingsFile());
         QCOMPARE(home.snapshot(), expected);
     }
 
-    void condorSetUpByHandCannotBeTakenOutBlindly() {
+    void condorSetUpByHandIsANoteNotAFailure() {
         FakeHome home;
         QVERIFY(build(home));
         QVERIFY(home.write(Condor + "/Settings/UDP.ini", UdpIniSetUp));
-        const Run run = runTool(home, {"remove", "condor2"});
-        QCOMPARE(run.code, 1);
-        QVERIFY2(run.out.contains(
-                     "cannot change " + home.filePath(Condor) +
-                     "/Settings/UDP.ini: set up by hand or changed since it was set up, so the values "
-                     "before are not known; left as it is\n"),
-                 qPrintable(run.out));
-        QCOMPARE(home.read(Condor + "/Settings/UDP.ini"), UdpIniSetUp);
+        const QMap<QString, QByteArray> before = home.snapshot();
+        for (int i = 0; i < 2; ++i) {
+            const Run run = runTool(home, {"remove", "condor2"});
+            QCOMPARE(run.code, 0);
+            QVERIFY2(
+                run.out.contains("left " + home.filePath(Condor) +
+                                 "/Settings/UDP.ini: set up by hand or changed since it was set up, so the "
+                                 "values before are not known\n"),
+                qPrintable(run.out));
+            QVERIFY(run.out.endsWith("Nothing changed; the files named \"left\" above are as they were.\n"));
+            QCOMPARE(home.snapshot(), before);
+        }
+    }
+
+    // A hand-made Export.lua (another tool's lines and ours): remove, install, remove ends with our line
+    // and our script gone and the other lines as they were.
+    void dcsSetUpByHandUndoesCleanly() {
+        FakeHome home;
+        QVERIFY(build(home));
+        QVERIFY(home.write(SteamDcs + "/Scripts/Export.lua", OtherExports + ExportLine + "\r\n"));
+        QVERIFY(home.write(SteamDcs + "/Scripts/VortaneQuillar.lua", script));
+        for (const char *command : {"remove", "install", "remove"}) {
+            QCOMPARE(runTool(home, {command, "dcs"}).code, 0);
+        }
+        QCOMPARE(home.read(SteamDcs + "/Scripts/Export.lua"), OtherExports);
+        QVERIFY(!home.exists(SteamDcs + "/Scripts/VortaneQuillar.lua"));
+        QVERIFY(!home.exists(SteamDcs + "/Scripts/VortaneQuillarConfig.lua"));
+        QVERIFY(runTool(home, {"status", "dcs"})
+                    .out.startsWith(line("dcs", "not set up", home.filePath(SteamDcs),
+                                         widest(home, {SteamDcs, WineDcs}))));
+    }
+
+    void il2BlockSetUpByHandUndoesCleanly() {
+        FakeHome home;
+        QVERIFY(build(home));
+        const QByteArray handMade =
+            "[KEY = graphics]\n\tfullscreen = true\n[END]\n[KEY = telemetrydevice]\n"
+            "\taddr = \"127.0.0.1\"\n\tdecimation = 2\n\tenable = true\n\tport = 29777\n[END]\n";
+        QVERIFY(home.write(Il2 + "/data/startup.cfg", handMade));
+        for (const char *command : {"remove", "install", "remove"}) {
+            QCOMPARE(runTool(home, {command, "il2"}).code, 0);
+        }
+        QCOMPARE(home.read(Il2 + "/data/startup.cfg"),
+                 QByteArray("[KEY = graphics]\n\tfullscreen = true\n[END]\n"));
+        QCOMPARE(runTool(home, {"status", "il2"}).out,
+                 line("il2", "not set up", home.filePath(Il2), widest(home, {Il2})));
+    }
+
+    // The user's settings live in their own file, made once; an edited script is replaced only with a copy
+    // that no later run overwrites.
+    void dcsSettingsAndEditedScriptsAreKept() {
+        FakeHome home;
+        QVERIFY(build(home));
+        QCOMPARE(runTool(home, {"install", "dcs"}).code, 0);
+        const QString settings = SteamDcs + "/Scripts/VortaneQuillarConfig.lua";
+        QCOMPARE(home.read(settings), QuillarSetup::dcsSettingsFile());
+        QVERIFY(home.write(settings, "return { aoaScale = 57.2958 }\n"));
+        const QString copy = SteamDcs + "/Scripts/VortaneQuillar.lua";
+        QVERIFY(home.write(copy, script + "-- first edit\n"));
+        QCOMPARE(runTool(home, {"install", "dcs"}).code, 0);
+        QCOMPARE(home.read(copy), script);
+        QCOMPARE(home.read(copy + ".quillar-backup"), script + "-- first edit\n");
+        QVERIFY(home.write(copy, script + "-- second edit\n"));
+        const Run repair = runTool(home, {"install", "dcs"});
+        QCOMPARE(repair.code, 0);
+        QVERIFY2(repair.out.contains("; a copy is kept as VortaneQuillar.lua.quillar-backup.2"),
+                 qPrintable(repair.out));
+        QCOMPARE(home.read(copy + ".quillar-backup"), script + "-- first edit\n");
+        QCOMPARE(home.read(copy + ".quillar-backup.2"), script + "-- second edit\n");
+        QCOMPARE(home.read(settings), QByteArray("return { aoaScale = 57.2958 }\n"));
+        // Remove keeps the user's settings, and a later install finds them again.
+        const Run remove = runTool(home, {"remove", "dcs"});
+        QCOMPARE(remove.code, 0);
+        QVERIFY(remove.out.contains("left " + home.filePath(settings) + ": holds your settings\n"));
+        QCOMPARE(home.read(settings), QByteArray("return { aoaScale = 57.2958 }\n"));
+        QCOMPARE(runTool(home, {"install", "dcs"}).code, 0);
+        QCOMPARE(home.read(settings), QByteArray("return { aoaScale = 57.2958 }\n"));
+    }
+
+    // Whatever stands at the settings file's place (a dangling link here) does not stop the set-up.
+    void aSettingsFileThatCannotBeReadIsANote() {
+        FakeHome home;
+        QVERIFY(build(home));
+        const QString settings = WineDcs + "/Scripts/VortaneQuillarConfig.lua";
+        QVERIFY(home.link(settings, home.filePath("nowhere/settings.lua")));
+        const Run install = runTool(home, {"install", "dcs"});
+        QCOMPARE(install.code, 0);
+        QVERIFY2(install.out.contains("left " + home.filePath(settings) + ": a link to " +
+                                      home.filePath("nowhere/settings.lua") + ", which does not exist\n"),
+                 qPrintable(install.out));
+        QCOMPARE(home.read(WineDcs + "/Scripts/Export.lua"), ExportLine + "\n");
+        QCOMPARE(runTool(home, {"remove", "dcs"}).code, 0);
+        QVERIFY(!home.exists(WineDcs + "/Scripts/Export.lua"));
+    }
+
+    void repairThenRemoveEndsNotSetUp() {
+        FakeHome home;
+        QVERIFY(build(home));
+        const QByteArray oldScript = "-- an older Vortane Quillar export\n";
+        QVERIFY(home.write(SteamDcs + "/Scripts/VortaneQuillar.lua", oldScript));
+        QVERIFY(home.write(SteamDcs + "/Scripts/Export.lua", OtherExports + ExportLine + "\r\n"));
+        QCOMPARE(runTool(home, {"install", "dcs"}).code, 0);
+        QCOMPARE(runTool(home, {"remove", "dcs"}).code, 0);
+        const int w = widest(home, {SteamDcs, WineDcs});
+        QCOMPARE(runTool(home, {"status", "dcs"}).out,
+                 line("dcs", "not set up", home.filePath(SteamDcs), w) +
+                     line("dcs", "not set up", home.filePath(WineDcs), w));
+        QVERIFY(!home.exists(SteamDcs + "/Scripts/VortaneQuillar.lua"));
+        QCOMPARE(home.read(SteamDcs + "/Scripts/VortaneQuillar.lua.quillar-backup"), oldScript);
+        const Run again = runTool(home, {"remove", "dcs"});
+        QCOMPARE(again.code, 0);
+        QVERIFY(again.out.endsWith("Nothing changed: everything was already taken out.\n"));
+    }
+
+    void il2SwitchGoesBackOffAfterLaterEdits() {
+        FakeHome home;
+        QVERIFY(build(home));
+        QByteArray off = Startup;
+        off.replace("\tenable = true\n", "\tenable = false\n");
+        QVERIFY(home.write(Il2 + "/data/startup.cfg", off));
+        QCOMPARE(runTool(home, {"install", "il2"}).code, 0);
+        QByteArray edited = home.read(Il2 + "/data/startup.cfg");
+        QVERIFY(edited.contains("\tenable = true\n"));
+        edited.replace("\tfullscreen = true\n", "\tfullscreen = false\n");
+        QVERIFY(home.write(Il2 + "/data/startup.cfg", edited));
+        QCOMPARE(runTool(home, {"remove", "il2"}).code, 0);
+        QByteArray expected = off;
+        expected.replace("\tfullscreen = true\n", "\tfullscreen = false\n");
+        QCOMPARE(home.read(Il2 + "/data/startup.cfg"), expected);
+    }
+
+    // install, remove, install, remove: every file ends as the user had it, with our part gone.
+    void roundTrips_data() {
+        QTest::addColumn<QString>("kind");
+        QTest::newRow("tool-made") << "tool-made";
+        QTest::newRow("hand-made") << "hand-made";
+        QTest::newRow("partly hand-made") << "partly";
+    }
+
+    void roundTrips() {
+        QFETCH(QString, kind);
+        FakeHome home;
+        QVERIFY(build(home));
+        QMap<QString, QByteArray> expected = home.snapshot();
+        if (kind == "hand-made") {
+            QVERIFY(home.write(SteamDcs + "/Scripts/Export.lua", OtherExports + ExportLine + "\r\n"));
+            QVERIFY(home.write(SteamDcs + "/Scripts/VortaneQuillar.lua", script));
+            QVERIFY(home.write(Il2 + "/data/startup.cfg", StartupSetUp));
+            QVERIFY(home.write(Msfs2020 + "/SimConnect.xml", simConnectXmlSetUp()));
+            expected = home.snapshot();
+            expected.remove(SteamDcs + "/Scripts/VortaneQuillar.lua");
+            expected.insert(SteamDcs + "/Scripts/Export.lua", OtherExports);
+            expected.insert(Il2 + "/data/startup.cfg", Startup);
+            expected.insert(Msfs2020 + "/SimConnect.xml", SimConnectXml);
+        } else if (kind == "partly") {
+            // Our line without the script; our receiver with the block switched off; Condor on our port
+            // but switched off.
+            QVERIFY(home.write(SteamDcs + "/Scripts/Export.lua", OtherExports + ExportLine + "\r\n"));
+            QByteArray off = StartupSetUp;
+            off.replace("\tenable = true\n", "\tenable = false\n");
+            QVERIFY(home.write(Il2 + "/data/startup.cfg", off));
+            QByteArray condor = UdpIni;
+            condor.replace("Port=55300", "Port=55278");
+            QVERIFY(home.write(Condor + "/Settings/UDP.ini", condor));
+            expected = home.snapshot();
+            expected.insert(SteamDcs + "/Scripts/Export.lua", OtherExports);
+            QByteArray offWithout = Startup;
+            offWithout.replace("\tenable = true\n", "\tenable = false\n");
+            expected.insert(Il2 + "/data/startup.cfg", offWithout);
+        }
+        for (const char *command : {"install", "remove", "install", "remove"}) {
+            const Run run = runTool(home, {command});
+            QVERIFY2(run.code == 0, qPrintable(run.out));
+        }
+        // A second remove changes nothing.
+        const QMap<QString, QByteArray> removed = home.snapshot();
+        const Run again = runTool(home, {"remove"});
+        QCOMPARE(again.code, 0);
+        QVERIFY2(again.out.endsWith("Nothing changed: everything was already taken out.\n"),
+                 qPrintable(again.out));
+        QCOMPARE(home.snapshot(), removed);
+        QMap<QString, QByteArray> after = home.snapshot();
+        for (auto it = after.begin(); it != after.end();) {
+            it = it.key().contains(".quillar-backup") ? after.erase(it) : std::next(it);
+        }
+        // The folders the set-up made for DCS and for our data stay (DCS asks for its Scripts folder).
+        expected.insert(WineDcs + "/Scripts/", QByteArray());
+        expected.insert(".local/share/vortane-quillar/", QByteArray());
+        QCOMPARE(after, expected);
+        const Run status = runTool(home, {"status"});
+        QVERIFY2(!status.out.contains("ready") && !status.out.contains("needs repair"),
+                 qPrintable(status.out));
     }
 
     void theBuiltToolAnswersVersionAndHelp() {

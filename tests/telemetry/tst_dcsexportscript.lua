@@ -229,5 +229,52 @@ LuaExportStart()
 equal(table.concat(calls, ","), "start", "a failing log keeps the previous callbacks running")
 log = nil
 
+-- The user's settings come from Scripts/VortaneQuillarConfig.lua in the game's write folder; a missing,
+-- broken or wrong-typed file leaves the script's own values, and a broken one is written to dcs.log.
+local writedir = os.tmpname()
+os.remove(writedir)
+assert(os.execute("mkdir -p '" .. writedir .. "/Scripts'"))
+local configPath = writedir .. "/Scripts/VortaneQuillarConfig.lua"
+local function withConfig(text)
+    reset(); installSocket(); installAircraft()
+    package.loaded.lfs = nil
+    package.preload.lfs = function() return { writedir = function() return writedir .. "/" end } end
+    os.remove(configPath)
+    if text then
+        local f = assert(io.open(configPath, "w"))
+        f:write(text)
+        f:close()
+    end
+    logged = {}
+    log = { ERROR = 2, WARNING = 1, write = function(_, level, message) table.insert(logged, message) end }
+    dofile(scriptPath)
+    LuaExportStart()
+    local exporter = VortaneQuillarExport
+    package.preload.lfs = nil
+    package.loaded.lfs = nil
+    log = nil
+    return exporter
+end
+local e = withConfig(nil)
+equal(e.port, 29778, "no settings file: the script's port")
+equal(#logged, 0, "no settings file: nothing logged")
+e = withConfig("return { port = 29800, host = '192.168.1.5', aoaScale = 57.2958, interval = 0.05 }\n")
+equal(sockets[1].calls[2], "setpeername 192.168.1.5 29800", "the settings' peer")
+equal(e.aoaScale, 57.2958, "the settings' angle-of-attack scale")
+equal(e.interval, 0.05, "the settings' interval")
+e = withConfig("return { port = 'many', interval = -1, aoaScale = 0/0 }\n")
+equal(sockets[1].calls[2], "setpeername 127.0.0.1 29778", "wrong-typed settings leave the defaults")
+equal(e.interval, 0.02, "a negative interval is ignored")
+equal(e.aoaScale, 1, "a NaN scale is ignored")
+e = withConfig("return { port = \n")
+equal(sockets[1].calls[2], "setpeername 127.0.0.1 29778", "a broken settings file leaves the defaults")
+equal(#logged, 1, "a broken settings file is logged once")
+check(logged[1] and logged[1]:find("VortaneQuillarConfig.lua ignored", 1, true) ~= nil, "the log names the file")
+e = withConfig("error('boom')\n")
+equal(sockets[1].calls[2], "setpeername 127.0.0.1 29778", "a failing settings file leaves the defaults")
+equal(#logged, 1, "a failing settings file is logged")
+os.remove(configPath)
+os.execute("rm -rf '" .. writedir .. "'")
+
 print(string.format("%d checks, %d failed", checks, failures))
 os.exit(failures == 0 and 0 or 1)

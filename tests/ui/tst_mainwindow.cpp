@@ -10,6 +10,7 @@
 
 #include <QCheckBox>
 #include <QDesktopServices>
+#include <QDir>
 #include <QHBoxLayout>
 #include <QImage>
 #include <QJsonArray>
@@ -27,6 +28,7 @@
 #include <QStatusBar>
 #include <QTabWidget>
 #include <QTcpServer>
+#include <QTemporaryDir>
 #include <QtTest>
 #include <cstring>
 
@@ -210,6 +212,15 @@ private slots:
 
     void simulatorSetupOpensFromTheStatusBar() {
         ScratchWorkingDirectory scratch;
+        // The dialog searches the home folder: an empty scratch one, never the real one of the machine.
+        QTemporaryDir scratchHome;
+        QVERIFY(scratchHome.isValid());
+        struct HomeGuard {
+            QByteArray real = qgetenv("HOME");
+            ~HomeGuard() { qputenv("HOME", real); }
+        } guard;
+        qputenv("HOME", scratchHome.path().toUtf8());
+        QCOMPARE(QDir::homePath(), scratchHome.path());
         QTest::ignoreMessage(QtDebugMsg, "error QNetworkReply::ConnectionRefusedError");
         MainWindow window(UpdateCheck::Endpoint{QStringLiteral("http://127.0.0.1:%1").arg(refusingPort())});
         auto *button = window.findChild<QPushButton *>(QStringLiteral("simulator_setup_button"));
