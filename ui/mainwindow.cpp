@@ -1,12 +1,15 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "classtemplatebar.h"
+#include "classtemplatesetting.h"
 #include "forcescopeview.h"
 #include "mainbackgroundthread.h"
 #include "simulatorsetupdialog.h"
 #include "statuswidget.h"
 #include "threeaxiseffectswidget.h"
 
+#include <QCheckBox>
 #include <QDebug>
 #include <QDesktopServices>
 #include <QDir>
@@ -21,6 +24,7 @@
 #include <QThread>
 #include <QTimer>
 #include <QToolButton>
+#include <QVBoxLayout>
 
 #ifndef QUILLAR_UPDATE_BASE_URL
 #define QUILLAR_UPDATE_BASE_URL ""
@@ -43,6 +47,7 @@ MainWindow::MainWindow(const UpdateCheck::Endpoint &updateEndpoint, QWidget *par
     connectPanels();
     addSimulatorSetupEntry();
     addForcesView();
+    addClassTemplateBar();
 
     // Both fire once the event loop runs, so startCycle runs in the worker's own thread.
     auto *startTimer = new QTimer();
@@ -148,6 +153,38 @@ void MainWindow::addForcesView() {
     button->setDefaultAction(forcesDock->toggleViewAction());
     button->setToolButtonStyle(Qt::ToolButtonTextOnly);
     ui->tabWidget->setCornerWidget(button, Qt::TopRightCorner);
+}
+
+void MainWindow::addClassTemplateBar() {
+    ThreeAxisEffectsWidget *editor = ui->effect_settings_widget;
+    const QString settingsPath = ClassTemplateSetting::settingsFilePath();
+    templateBar = new ClassTemplateBar(editor, ClassTemplateSetting::read(settingsPath));
+
+    // Above the window's own contents, which stay as the form lays them out; hidden, the bar takes no room.
+    QWidget *contents = takeCentralWidget();
+    auto *holder = new QWidget(this);
+    auto *layout = new QVBoxLayout(holder);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(templateBar);
+    layout->addWidget(contents, 1);
+    setCentralWidget(holder);
+
+    // After the editor's own handler, so the bar sees whether automatic activation found a profile.
+    connect(worker, &MainBackgroundThread::telemetrySourceChanged, templateBar,
+            &ClassTemplateBar::aircraftDetected);
+    connect(ui->status_widget, &StatusWidget::profileActivationDisabled, templateBar,
+            &ClassTemplateBar::activationDisabled);
+
+    // In the status bar: the zero-click choice for pilots who cannot reach the window in flight.
+    auto *check = new QCheckBox(tr("Use the class template when no profile matches"), ui->statusbar);
+    check->setObjectName(QStringLiteral("use_class_template"));
+    check->setChecked(templateBar->usesClassTemplate());
+    ui->statusbar->addPermanentWidget(check);
+    connect(check, &QCheckBox::toggled, this, [this, settingsPath](bool on) {
+        ClassTemplateSetting::write(settingsPath, on);
+        templateBar->setUseClassTemplate(on);
+    });
 }
 
 void MainWindow::startUpdateCheck() {
