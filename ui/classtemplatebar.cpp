@@ -39,7 +39,7 @@ ClassTemplateBar::ClassTemplateBar(ThreeAxisEffectsWidget *editor, bool useClass
         create->setEnabled(index >= 0);
         // While a template stands in for the missing profile, choosing another class flies with that one.
         const AircraftClass chosen = index >= 0 ? AircraftClass(chooser->itemData(index).toInt()) : AircraftClass::None;
-        if (isVisible() && chosen != AircraftClass::None && this->editor->templateInUse() != AircraftClass::None &&
+        if (unmatched && chosen != AircraftClass::None && this->editor->templateInUse() != AircraftClass::None &&
             this->editor->templateInUse() != chosen) {
             this->editor->useTemplate(chosen, source, flightModule);
             refreshText();
@@ -74,15 +74,16 @@ void ClassTemplateBar::aircraftFactsChanged(const AircraftClasses::AircraftFacts
 void ClassTemplateBar::setUseClassTemplate(bool use) {
     useTemplate = use;
     // Switched on for an aircraft that is flying without a profile: its template takes over at once.
-    if (use && isVisible() && suggested != AircraftClass::None && editor->templateInUse() == AircraftClass::None) {
+    if (use && unmatched && suggested != AircraftClass::None && editor->templateInUse() == AircraftClass::None) {
         editor->useTemplate(suggested, source, flightModule);
         refreshText();
     }
 }
 
 void ClassTemplateBar::evaluate() {
-    if (source == Telemetry::TELEMETRY_SOURCE_NONE || !editor->isProfileActivationEnabled() ||
-        !ProfileStore::matchingProfile(editor->profiles(), source, flightModule).isEmpty()) {
+    unmatched = source != Telemetry::TELEMETRY_SOURCE_NONE && editor->isProfileActivationEnabled() &&
+                ProfileStore::matchingProfile(editor->profiles(), source, flightModule).isEmpty();
+    if (!unmatched) {
         hide();
         return;
     }
@@ -124,8 +125,10 @@ void ClassTemplateBar::createProfile() {
     const int index = chooser->currentIndex();
     if (index < 0)
         return;
-    if (editor->createProfileFromTemplate(AircraftClass(chooser->itemData(index).toInt()), source, flightModule))
+    if (editor->createProfileFromTemplate(AircraftClass(chooser->itemData(index).toInt()), source, flightModule)) {
+        unmatched = false;
         hide();
+    }
     else
         refreshText();
 }
@@ -136,5 +139,6 @@ void ClassTemplateBar::notNow() {
 }
 
 void ClassTemplateBar::activationDisabled() {
+    unmatched = false;
     hide();
 }

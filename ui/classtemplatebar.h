@@ -51,6 +51,8 @@ private:
     QString flightModule;
     AircraftClasses::AircraftFacts facts;
     AircraftClass suggested = AircraftClass::None;
+    // The detected aircraft has no profile while automatic activation is on.
+    bool unmatched = false;
     // The aircraft "Not now" was pressed for; the bar stays away until another one is detected.
     bool dismissed = false;
 };
