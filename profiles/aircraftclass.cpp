@@ -190,12 +190,6 @@ bool loadTemplate(AircraftClass aircraftClass, EffectsProfile &profile) {
     return true;
 }
 
-bool AircraftFacts::operator==(const AircraftFacts &other) const {
-    return msfsCategory == other.msfsCategory && msfsEngineType == other.msfsEngineType &&
-           msfsAtcHeavy == other.msfsAtcHeavy && xplaneIsHelicopter == other.xplaneIsHelicopter &&
-           xplaneEngineType == other.xplaneEngineType && xplaneMaxWeightKg == other.xplaneMaxWeightKg;
-}
-
 QStringList dcsModules(AircraftClass aircraftClass) {
     QStringList names;
     for (const DcsModule &module : DcsModules) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "aircraftfacts.h"
 #include "effectsprofile.h"
 #include "telemetry.h"
 
@@ -35,23 +36,7 @@ QByteArray templateDocument(AircraftClass aircraftClass);
 // False (profile untouched) for None.
 bool loadTemplate(AircraftClass aircraftClass, EffectsProfile &profile);
 
-// What a simulator tells about the aircraft beyond its name. A negative number is "not reported".
-struct AircraftFacts {
-    // MSFS SimVars: CATEGORY (a string), ENGINE TYPE (0 piston, 1 jet, 2 none, 3 helo turbine,
-    // 4 unsupported, 5 turboprop), ATC HEAVY (0 or 1).
-    QString msfsCategory;
-    int msfsEngineType = -1;
-    int msfsAtcHeavy = -1;
-    // X-Plane datarefs: sim/aircraft2/metadata/is_helicopter (X-Plane 12), sim/aircraft/prop/acf_en_type[0]
-    // (0 recip carb, 1 recip injected, 3 electric, 5 single spool jet, 6 rocket, 7 multi spool jet,
-    // 9 free turboprop, 10 fixed turboprop), sim/aircraft/weight/acf_m_max (kg).
-    int xplaneIsHelicopter = -1;
-    int xplaneEngineType = -1;
-    float xplaneMaxWeightKg = -1;
-
-    bool operator==(const AircraftFacts &other) const;
-    bool operator!=(const AircraftFacts &other) const { return !(*this == other); }
-};
+using AircraftFacts = ::AircraftFacts;
 
 // Above this maximum weight an X-Plane aircraft counts as Heavy.
 constexpr float XPlaneHeavyWeightKg = 40000;

@@ -58,13 +58,17 @@ void ClassTemplateBar::aircraftDetected(Telemetry::Source detectedSource, const 
         dismissed = false;
     source = detectedSource;
     flightModule = detectedModule;
-    // The facts came with the previous aircraft; the new one's follow.
-    facts = AircraftClasses::AircraftFacts();
+    // The source may have told its facts before the detection reached the window.
+    facts = (reportedSource == source && reportedModule == flightModule) ? reportedFacts : AircraftFacts();
     evaluate();
 }
 
-void ClassTemplateBar::aircraftFactsChanged(const AircraftClasses::AircraftFacts &newFacts) {
-    if (newFacts == facts)
+void ClassTemplateBar::factsReported(Telemetry::Source aboutSource, const QString &aboutModule,
+                                     const AircraftFacts &newFacts) {
+    reportedSource = aboutSource;
+    reportedModule = aboutModule;
+    reportedFacts = newFacts;
+    if (aboutSource != source || aboutModule != flightModule || newFacts == facts)
         return;
     facts = newFacts;
     if (AircraftClasses::suggest(source, flightModule, facts) != suggested)

@@ -28,8 +28,9 @@ public:
 public slots:
     // After the editor's own automatic activation has seen the same detection.
     void aircraftDetected(Telemetry::Source source, const QString &flightModule);
-    // What MSFS or X-Plane tell about the aircraft beyond its name; a changed suggestion is applied.
-    void aircraftFactsChanged(const AircraftClasses::AircraftFacts &facts);
+    // What MSFS or X-Plane tell about an aircraft beyond its name, before or after its detection; for the
+    // aircraft flying now a changed suggestion is applied at once.
+    void factsReported(Telemetry::Source source, const QString &flightModule, const AircraftFacts &facts);
     void setUseClassTemplate(bool use);
     void createProfile();
     void notNow();
@@ -49,7 +50,11 @@ private:
     bool useTemplate;
     Telemetry::Source source = Telemetry::TELEMETRY_SOURCE_NONE;
     QString flightModule;
-    AircraftClasses::AircraftFacts facts;
+    AircraftFacts facts;
+    // The last facts reported, with the aircraft they belong to.
+    Telemetry::Source reportedSource = Telemetry::TELEMETRY_SOURCE_NONE;
+    QString reportedModule;
+    AircraftFacts reportedFacts;
     AircraftClass suggested = AircraftClass::None;
     // The detected aircraft has no profile while automatic activation is on.
     bool unmatched = false;

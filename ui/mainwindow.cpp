@@ -1,6 +1,7 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "aircraftfactschannel.h"
 #include "classtemplatebar.h"
 #include "classtemplatesetting.h"
 #include "forcescopeview.h"
@@ -175,6 +176,8 @@ void MainWindow::addClassTemplateBar() {
             &ClassTemplateBar::aircraftDetected);
     connect(ui->status_widget, &StatusWidget::profileActivationDisabled, templateBar,
             &ClassTemplateBar::activationDisabled);
+    connect(&AircraftFactsChannel::instance(), &AircraftFactsChannel::factsChanged, templateBar,
+            &ClassTemplateBar::factsReported);
 
     // In the status bar: the zero-click choice for pilots who cannot reach the window in flight.
     auto *check = new QCheckBox(tr("Use the class template when no profile matches"), ui->statusbar);

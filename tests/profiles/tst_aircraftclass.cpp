@@ -23,7 +23,6 @@ AircraftFacts xplane(int isHelicopter, int engineType, float maxWeightKg) {
 } // namespace
 
 Q_DECLARE_METATYPE(AircraftClass)
-Q_DECLARE_METATYPE(AircraftFacts)
 
 // The class suggested for a detected aircraft without a profile: one table, row by row.
 class TestAircraftClass : public QObject {

@@ -217,6 +217,40 @@ private slots:
         QCOMPARE(window.sudden.size(), 1);
     }
 
+    void msfsFactsBeforeOrAfterTheDetection() {
+        ScratchWorkingDirectory dir;
+        Window window(true);
+        AircraftFacts helicopter;
+        helicopter.msfsCategory = QStringLiteral("Helicopter");
+        helicopter.msfsEngineType = 3;
+        helicopter.msfsAtcHeavy = 0;
+        // Told before the detection reached the window.
+        window.bar.factsReported(Telemetry::TELEMETRY_SOURCE_MSFS, QStringLiteral("H135"), helicopter);
+        window.detect(Telemetry::TELEMETRY_SOURCE_MSFS, QStringLiteral("H135"));
+        QCOMPARE(window.chooser->currentText(), QStringLiteral("Helicopter"));
+        QCOMPARE(window.bar.text(),
+                 QStringLiteral("No profile for H135 (MSFS) — using the Helicopter template (not saved)"));
+        QCOMPARE(window.sudden.size(), 1);
+
+        // Detected first, told after: the suggestion follows at once.
+        window.detect(Telemetry::TELEMETRY_SOURCE_MSFS, QStringLiteral("Boeing 747-8"));
+        QCOMPARE(window.chooser->currentIndex(), -1);
+        QCOMPARE(window.sudden.size(), 1);
+        AircraftFacts heavy;
+        heavy.msfsCategory = QStringLiteral("Airplane");
+        heavy.msfsEngineType = 1;
+        heavy.msfsAtcHeavy = 1;
+        window.bar.factsReported(Telemetry::TELEMETRY_SOURCE_MSFS, QStringLiteral("Boeing 747-8"), heavy);
+        QCOMPARE(window.chooser->currentText(), QStringLiteral("Heavy"));
+        QCOMPARE(window.sudden.size(), 2);
+        QCOMPARE(settingsBytes(window.sudden.at(1).at(0).value<EffectsSettings>()),
+                 settingsBytes(templateOf(AircraftClass::Heavy).settings));
+        // Facts of another aircraft change nothing now.
+        window.bar.factsReported(Telemetry::TELEMETRY_SOURCE_MSFS, QStringLiteral("H135"), helicopter);
+        QCOMPARE(window.chooser->currentText(), QStringLiteral("Heavy"));
+        QCOMPARE(window.sudden.size(), 2);
+    }
+
     void newFromTemplateKeepsTheMetadata() {
         ScratchWorkingDirectory dir;
         Window window;
