@@ -1,5 +1,6 @@
 #include "telemetrysourcexplane.h"
 
+#include "aircraftfactschannel.h"
 #include "telemetryrecorder.h"
 #include "telemetrysourceudp.h" // MaxDatagramsPerPoll, the bound every UDP source keeps to
 
@@ -42,6 +43,12 @@ const char *const valueDatarefs[XPlane::ValueCount] = {
     "sim/flightmodel/failures/onground_any",
 };
 
+const char *const classDatarefs[XPlane::ClassSubscriptionCount] = {
+    "sim/aircraft2/metadata/is_helicopter",
+    "sim/aircraft/prop/acf_en_type[0]",
+    "sim/aircraft/weight/acf_m_max",
+};
+
 void appendLittleEndian(QByteArray &bytes, qint32 value) {
     char raw[4];
     qToLittleEndian(value, raw);
@@ -70,6 +77,8 @@ QByteArray dataref(int index) {
         return QByteArray(valueDatarefs[index]);
     if (index >= NameFirstIndex && index < SubscriptionCount)
         return "sim/aircraft/view/acf_ui_name[" + QByteArray::number(index - NameFirstIndex) + ']';
+    if (index >= IsHelicopter && index < ClassEndIndex)
+        return QByteArray(classDatarefs[index - IsHelicopter]);
     return QByteArray();
 }
 
@@ -117,6 +126,10 @@ bool decodeReply(const QByteArray &datagram, ReplyState &state) {
             if (value <= -129 || value >= 256)
                 continue;
             state.name[index - NameFirstIndex] = static_cast<unsigned char>(int(value) & 0xff);
+        } else if (index >= IsHelicopter && index < ClassEndIndex) {
+            state.classValues[index - IsHelicopter] = value;
+            state.classReceived[index - IsHelicopter] = true;
+            continue;
         } else {
             continue;
         }
@@ -212,6 +225,8 @@ void TelemetrySourceXPlane::subscribeWhenDue() {
     // Failures (no route, X-Plane's machine unreachable) are not reported: the next round tries again.
     for (int index = 0; index < XPlane::SubscriptionCount; ++index)
         socket->writeDatagram(XPlane::subscriptionRequest(index), xplane.host, xplane.port);
+    for (int index = XPlane::IsHelicopter; index < XPlane::ClassEndIndex; ++index)
+        socket->writeDatagram(XPlane::subscriptionRequest(index), xplane.host, xplane.port);
 }
 
 bool TelemetrySourceXPlane::readReplies() {
@@ -245,6 +260,8 @@ void TelemetrySourceXPlane::end() {
     state.clear();
     declaredName.clear();
     nameOfLastTick.clear();
+    publishedFacts = AircraftFacts();
+    factsPublishedFor.clear();
     lastSubscriptionTimer.invalidate();
 }
 
@@ -266,6 +283,7 @@ void TelemetrySourceXPlane::poll() {
         active = true;
         declaredName = nameOfLastTick = name;
         emit telemetrySourceChanged(Telemetry::TELEMETRY_SOURCE_XPLANE, name);
+        publishFacts();
         return;
     }
 
@@ -276,10 +294,36 @@ void TelemetrySourceXPlane::poll() {
         emit telemetrySourceChanged(Telemetry::TELEMETRY_SOURCE_XPLANE, name);
     }
     nameOfLastTick = name;
+    publishFacts();
 
     const bool wasOnGround = telemetry.onGround;
     fillRecord(state, telemetry);
     if (!wasOnGround && telemetry.onGround)
         emit landed(telemetry.verticalSpeed, telemetry.getAirspeed());
     emit telemetryChanged(telemetry);
+}
+
+namespace XPlane {
+AircraftFacts aircraftFacts(const ReplyState &state) {
+    AircraftFacts facts;
+    auto whole = [](float value) { return value >= 0 && value <= 255 && value == std::floor(value) ? int(value) : -1; };
+    if (state.classReceived[IsHelicopter - IsHelicopter])
+        facts.xplaneIsHelicopter = whole(state.classValues[IsHelicopter - IsHelicopter]);
+    if (state.classReceived[EngineType - IsHelicopter])
+        facts.xplaneEngineType = whole(state.classValues[EngineType - IsHelicopter]);
+    if (state.classReceived[MaxWeight - IsHelicopter] && state.classValues[MaxWeight - IsHelicopter] >= 0)
+        facts.xplaneMaxWeightKg = state.classValues[MaxWeight - IsHelicopter];
+    return facts;
+}
+} // namespace XPlane
+
+// For the declared aircraft, whenever what X-Plane tells about its class changes (the three values may come a
+// reply or two after the name).
+void TelemetrySourceXPlane::publishFacts() {
+    const AircraftFacts facts = XPlane::aircraftFacts(state);
+    if (facts == AircraftFacts() || (facts == publishedFacts && factsPublishedFor == declaredName))
+        return;
+    publishedFacts = facts;
+    factsPublishedFor = declaredName;
+    AircraftFactsChannel::instance().publish(Telemetry::TELEMETRY_SOURCE_XPLANE, declaredName, facts);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "aircraftfacts.h"
 #include "monotonicclock.h"
 #include "sourcerecords.h"
 #include "telemetrysource.h"
@@ -32,6 +33,20 @@ constexpr int NameLength = 64;
 constexpr int NameFirstIndex = ValueCount;
 constexpr int SubscriptionCount = ValueCount + NameLength;
 
+// --- aircraft class ---
+// Three more subscriptions for the aircraft-class suggestion, not needed for flying: the 64 indexes after the
+// name are reserved for sim/aircraft/view/acf_descrip[0..63], these come after them.
+constexpr int ReservedDescriptionFirstIndex = NameFirstIndex + NameLength; // 75..138, not asked for here
+constexpr int ReservedDescriptionLength = 64;
+enum ClassValue {
+    IsHelicopter = ReservedDescriptionFirstIndex + ReservedDescriptionLength, // 139: X-Plane 12 only
+    EngineType,                                                               // 140: acf_en_type[0]
+    MaxWeight,                                                                // 141: kg
+    ClassEndIndex
+};
+constexpr int ClassSubscriptionCount = ClassEndIndex - IsHelicopter;
+// --- end aircraft class ---
+
 constexpr quint16 DefaultPort = 49000;
 constexpr qint32 ReplyFrequency = 50; // per second
 constexpr int RequestSize = 413;      // "RREF\0", frequency, index, 400-byte path
@@ -46,6 +61,9 @@ struct ReplyState {
     float values[ValueCount] = {};
     unsigned char name[NameLength] = {};
     bool received[SubscriptionCount] = {};
+    // The class values, apart: an X-Plane without one of them still flies.
+    float classValues[ClassSubscriptionCount] = {};
+    bool classReceived[ClassSubscriptionCount] = {};
 
     bool complete() const;
     // The aircraft's name: its bytes up to the first 0 (all 64 when there is none), read as UTF-8.
@@ -56,6 +74,9 @@ struct ReplyState {
 // Applies one reply's pairs in their order. False, with `state` untouched, for a datagram that is no reply.
 // Unknown indexes, non-finite values, name bytes that are no byte and a trailing partial pair are skipped.
 bool decodeReply(const QByteArray &datagram, ReplyState &state);
+
+// What the class values received so far say (each one not received, or not a whole number, stays -1).
+AircraftFacts aircraftFacts(const ReplyState &state);
 
 // The record the replies describe, in the program's units. `onGround` is written too; touch-down is the
 // source's business.
@@ -93,6 +114,7 @@ private:
     void subscribeWhenDue();
     bool readReplies();
     void end();
+    void publishFacts();
 
     QUdpSocket *socket = nullptr;
     XPlane::Endpoint xplane;
@@ -100,6 +122,8 @@ private:
     QByteArray buffer; // reused for every datagram
     QString declaredName;
     QString nameOfLastTick; // a new name is declared once two ticks in a row have read it
+    AircraftFacts publishedFacts;
+    QString factsPublishedFor;
     XPlaneTelemetry telemetry;
     const XPlaneTelemetry idleTelemetry{};
     ElapsedClock lastReplyTimer;

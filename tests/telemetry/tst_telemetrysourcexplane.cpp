@@ -62,11 +62,13 @@ struct Session {
         return endpoint;
     }
 
-    // Polls until the fake holds all 75 subscriptions.
+    // Polls until the fake holds all 75 subscriptions and the three of the aircraft class.
     bool subscribe() {
-        return pollUntil(
-            [this] { source.poll(); },
-            [this] { return xplane.subscriptionsByIndex().size() == XPlane::SubscriptionCount; });
+        return pollUntil([this] { source.poll(); },
+                         [this] {
+                             return xplane.subscriptionsByIndex().size() ==
+                                    XPlane::SubscriptionCount + XPlane::ClassSubscriptionCount;
+                         });
     }
 
     // The fake answers once; polls until the source has reacted with `reactions` more events.
@@ -109,7 +111,7 @@ private slots:
         QVERIFY(s.xplane.isListening());
         QVERIFY(s.source.localPort() != 0);
         QVERIFY(s.subscribe());
-        QCOMPARE(s.xplane.requestCount(), XPlane::SubscriptionCount);
+        QCOMPARE(s.xplane.requestCount(), XPlane::SubscriptionCount + XPlane::ClassSubscriptionCount);
         QCOMPARE(s.xplane.malformedRequests(), QStringList());
         const auto subscriptions = s.xplane.subscriptionsByIndex();
         for (int index = 0; index < XPlane::SubscriptionCount; ++index) {
@@ -124,17 +126,18 @@ private slots:
         QCOMPARE(s.take(), QStringList());
     }
 
+    // 78 requests a round: the 75 of the flight values and the name, and the 3 of the aircraft class.
     void subscriptionsAreRepeatedEverySecondUntilAnswered() {
         Session s;
         s.source.poll();
-        QTRY_COMPARE(s.xplane.requestCount(), 75);
+        QTRY_COMPARE(s.xplane.requestCount(), 78);
         ManualClock::now += 999;
         s.source.poll();
         QTest::qWait(50);
-        QCOMPARE(s.xplane.requestCount(), 75);
+        QCOMPARE(s.xplane.requestCount(), 78);
         ManualClock::now += 1;
         s.source.poll();
-        QTRY_COMPARE(s.xplane.requestCount(), 150);
+        QTRY_COMPARE(s.xplane.requestCount(), 156);
         // Once answered, every 10 s.
         cruise(s.xplane);
         QVERIFY(s.answerAndPoll());
@@ -148,7 +151,7 @@ private slots:
         QCOMPARE(s.xplane.requestCount(), before);
         ManualClock::now += 1;
         QVERIFY(s.answerAndPoll());
-        QTRY_COMPARE(s.xplane.requestCount(), before + 75);
+        QTRY_COMPARE(s.xplane.requestCount(), before + 78);
         QCOMPARE(s.xplane.malformedRequests(), QStringList());
     }
 
@@ -325,7 +328,7 @@ private slots:
         QVERIFY(!s.source.isActive());
         // Asked again at once (X-Plane may have restarted), and declared again only once all is known anew.
         s.source.poll();
-        QTRY_COMPARE(s.xplane.requestCount(), requests + 75);
+        QTRY_COMPARE(s.xplane.requestCount(), requests + 78);
         s.sendAsXPlane(QByteArray("RREF,", 5) + pair(XPlane::NormalLoad, 2));
         QTest::qWait(50);
         s.source.poll();

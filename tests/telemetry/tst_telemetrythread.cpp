@@ -301,7 +301,7 @@ private slots:
         endpoints.xplane.port = xplane.port();
         TelemetryThread thread(endpoints);
         Log log(thread);
-        QVERIFY(pollUntil([&] { thread.onTimeout(); }, [&] { return xplane.subscriptionsByIndex().size() == 75; }));
+        QVERIFY(pollUntil([&] { thread.onTimeout(); }, [&] { return xplane.subscriptionsByIndex().size() == 78; }));
         xplane.set("sim/flightmodel/position/indicated_airspeed", 100);
         xplane.setAircraftName("Cessna 172 SP");
 
