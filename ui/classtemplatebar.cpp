@@ -19,6 +19,9 @@ ClassTemplateBar::ClassTemplateBar(ThreeAxisEffectsWidget *editor, bool useClass
     setBackgroundRole(QPalette::ToolTipBase);
     label->setObjectName(QStringLiteral("class_template_text"));
     label->setForegroundRole(QPalette::ToolTipText);
+    // A long aircraft name wraps rather than widening the window.
+    label->setWordWrap(true);
+    label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     chooser->setObjectName(QStringLiteral("class_chooser"));
     chooser->setPlaceholderText(tr("Aircraft class"));
     for (AircraftClass aircraftClass : AircraftClasses::all())

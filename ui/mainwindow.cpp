@@ -25,7 +25,7 @@
 #include <QThread>
 #include <QTimer>
 #include <QToolButton>
-#include <QVBoxLayout>
+#include <QBoxLayout>
 
 #ifndef QUILLAR_UPDATE_BASE_URL
 #define QUILLAR_UPDATE_BASE_URL ""
@@ -161,15 +161,10 @@ void MainWindow::addClassTemplateBar() {
     const QString settingsPath = ClassTemplateSetting::settingsFilePath();
     templateBar = new ClassTemplateBar(editor, ClassTemplateSetting::read(settingsPath));
 
-    // Above the window's own contents, which stay as the form lays them out; hidden, the bar takes no room.
-    QWidget *contents = takeCentralWidget();
-    auto *holder = new QWidget(this);
-    auto *layout = new QVBoxLayout(holder);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(0);
-    layout->addWidget(templateBar);
-    layout->addWidget(contents, 1);
-    setCentralWidget(holder);
+    // At the top of the profile editor, above the profile fields it is about; the window's form, its central
+    // widget and its start size stay as they are, and hidden the bar takes no room.
+    if (auto *layout = qobject_cast<QBoxLayout *>(editor->layout()))
+        layout->insertWidget(0, templateBar);
 
     // After the editor's own handler, so the bar sees whether automatic activation found a profile.
     connect(worker, &MainBackgroundThread::telemetrySourceChanged, templateBar,
@@ -180,8 +175,9 @@ void MainWindow::addClassTemplateBar() {
             &ClassTemplateBar::factsReported);
 
     // In the status bar: the zero-click choice for pilots who cannot reach the window in flight.
-    auto *check = new QCheckBox(tr("Use the class template when no profile matches"), ui->statusbar);
+    auto *check = new QCheckBox(tr("Use class templates"), ui->statusbar);
     check->setObjectName(QStringLiteral("use_class_template"));
+    check->setToolTip(tr("An aircraft without a profile flies with its class's template at once, nothing saved"));
     check->setChecked(templateBar->usesClassTemplate());
     ui->statusbar->addPermanentWidget(check);
     connect(check, &QCheckBox::toggled, this, [this, settingsPath](bool on) {

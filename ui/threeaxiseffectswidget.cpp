@@ -50,8 +50,9 @@ ThreeAxisEffectsWidget::ThreeAxisEffectsWidget(QWidget *parent)
         checkEnabledEffects(profile.metadata.source);
     });
 
-    // Beside "Save profile" and "Delete profile": a menu of the class templates.
-    auto *fromTemplate = new QPushButton(tr("New from template"), this);
+    // In the corner of the axes' tab bar, where there is room: a menu of the class templates. The profile row
+    // keeps its width, and with it the window its start size.
+    auto *fromTemplate = new QPushButton(tr("New from template"), ui->tabWidget);
     fromTemplate->setObjectName(QStringLiteral("new_from_template"));
     auto *templates = new QMenu(fromTemplate);
     templates->setObjectName(QStringLiteral("new_from_template_menu"));
@@ -61,7 +62,7 @@ ThreeAxisEffectsWidget::ThreeAxisEffectsWidget(QWidget *parent)
         connect(action, &QAction::triggered, this, [this, aircraftClass] { fillFromTemplate(aircraftClass); });
     }
     fromTemplate->setMenu(templates);
-    ui->profile_buttons_layout->addWidget(fromTemplate);
+    ui->tabWidget->setCornerWidget(fromTemplate, Qt::TopRightCorner);
 
     redraw();
 }
