@@ -21,7 +21,7 @@
 // the bar, its "Create profile" and "Not now", and the class-template setting.
 namespace {
 constexpr quint16 DcsPort = 29778;
-constexpr int SettleMs = 2600; // the 2000 ms fade after a sudden change, and some
+constexpr int SettleMs = 2500; // the 2000 ms fade after a sudden change, and some
 constexpr float Joystick[2] = {0.5f, -0.25f};
 constexpr float Rudder = 0.25f;
 
@@ -159,10 +159,13 @@ private:
         return QDir(workingDirectory() + QStringLiteral("/effect_profiles")).entryList(QDir::Files, QDir::Name);
     }
 
-    // Reports written more than the fade after `from` carry these forces.
+    // After the sudden change that follows `from` (the worker then sends the DirectX override report) and its
+    // fade, the reports carry these forces.
     void reportsFollow(const Forces &expected, int64_t from) {
         const QString writes = deviceDirectory() + QStringLiteral("/writes.log");
-        const int64_t settled = from + int64_t(SettleMs) * 1000;
+        QTRY_VERIFY_WITH_TIMEOUT(!select(readWrites(writes), "joystick", 0x21, from).isEmpty(), 60000);
+        const int64_t switched = select(readWrites(writes), "joystick", 0x21, from).first().micros;
+        const int64_t settled = switched + int64_t(SettleMs) * 1000;
         QTRY_VERIFY_WITH_TIMEOUT(select(readWrites(writes), "joystick", 0x20, settled).size() >= 5 &&
                                      select(readWrites(writes), "rudder", 0x20, settled).size() >= 5,
                                  60000);
