@@ -103,8 +103,8 @@ AircraftClass fromMsfs(const AircraftFacts &facts) {
     // An engineless aircraft is a glider, whatever its wake category.
     if (facts.msfsEngineType == 2)
         return AircraftClass::Glider;
-    if (facts.msfsAtcHeavy == 1 && (facts.msfsEngineType == 0 || facts.msfsEngineType == 1 ||
-                                    facts.msfsEngineType == 5))
+    if (facts.msfsAtcHeavy == 1 &&
+        (facts.msfsEngineType == 0 || facts.msfsEngineType == 1 || facts.msfsEngineType == 5))
         return AircraftClass::Heavy;
     switch (facts.msfsEngineType) {
     case 0: // piston
@@ -123,10 +123,10 @@ AircraftClass fromXPlane(const AircraftFacts &facts) {
     if (facts.xplaneMaxWeightKg > XPlaneHeavyWeightKg)
         return AircraftClass::Heavy;
     switch (facts.xplaneEngineType) {
-    case 0: // recip carb
-    case 1: // recip injected
-    case 3: // electric
-    case 9: // free turboprop
+    case 0:  // recip carb
+    case 1:  // recip injected
+    case 3:  // electric
+    case 9:  // free turboprop
     case 10: // fixed turboprop
         return AircraftClass::Propeller;
     case 5: // single spool jet

@@ -31,7 +31,8 @@ bool read(const QString &path) {
         return true;
     if (text != QLatin1String("false"))
         qCWarning(lcClassTemplate).noquote()
-            << QStringLiteral("%1: [profiles] use_class_template \"%2\" is neither true nor false; taking false")
+            << QStringLiteral(
+                   "%1: [profiles] use_class_template \"%2\" is neither true nor false; taking false")
                    .arg(path, value.toStringList().join(QLatin1Char(',')));
     return false;
 }

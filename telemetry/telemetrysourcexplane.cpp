@@ -306,7 +306,9 @@ void TelemetrySourceXPlane::poll() {
 namespace XPlane {
 AircraftFacts aircraftFacts(const ReplyState &state) {
     AircraftFacts facts;
-    auto whole = [](float value) { return value >= 0 && value <= 255 && value == std::floor(value) ? int(value) : -1; };
+    auto whole = [](float value) {
+        return value >= 0 && value <= 255 && value == std::floor(value) ? int(value) : -1;
+    };
     if (state.classReceived[IsHelicopter - IsHelicopter])
         facts.xplaneIsHelicopter = whole(state.classValues[IsHelicopter - IsHelicopter]);
     if (state.classReceived[EngineType - IsHelicopter])

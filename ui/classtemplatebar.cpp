@@ -41,9 +41,10 @@ ClassTemplateBar::ClassTemplateBar(ThreeAxisEffectsWidget *editor, bool useClass
     connect(chooser, &QComboBox::currentIndexChanged, this, [this](int index) {
         create->setEnabled(index >= 0);
         // While a template stands in for the missing profile, choosing another class flies with that one.
-        const AircraftClass chosen = index >= 0 ? AircraftClass(chooser->itemData(index).toInt()) : AircraftClass::None;
-        if (unmatched && chosen != AircraftClass::None && this->editor->templateInUse() != AircraftClass::None &&
-            this->editor->templateInUse() != chosen) {
+        const AircraftClass chosen =
+            index >= 0 ? AircraftClass(chooser->itemData(index).toInt()) : AircraftClass::None;
+        if (unmatched && chosen != AircraftClass::None &&
+            this->editor->templateInUse() != AircraftClass::None && this->editor->templateInUse() != chosen) {
             this->editor->useTemplate(chosen, source, flightModule);
             refreshText();
         }
@@ -81,7 +82,8 @@ void ClassTemplateBar::factsReported(Telemetry::Source aboutSource, const QStrin
 void ClassTemplateBar::setUseClassTemplate(bool use) {
     useTemplate = use;
     // Switched on for an aircraft that is flying without a profile: its template takes over at once.
-    if (use && unmatched && suggested != AircraftClass::None && editor->templateInUse() == AircraftClass::None) {
+    if (use && unmatched && suggested != AircraftClass::None &&
+        editor->templateInUse() == AircraftClass::None) {
         editor->useTemplate(suggested, source, flightModule);
         refreshText();
     }
@@ -124,19 +126,19 @@ void ClassTemplateBar::refreshText() {
         state = tr("using the %1 template (not saved)").arg(AircraftClasses::name(editor->templateInUse()));
     else
         state = tr("forces are off");
-    label->setText(tr("No profile for %1 (%2) — %3")
-                       .arg(flightModule, ProfileStore::sourceName(source), state));
+    label->setText(
+        tr("No profile for %1 (%2) — %3").arg(flightModule, ProfileStore::sourceName(source), state));
 }
 
 void ClassTemplateBar::createProfile() {
     const int index = chooser->currentIndex();
     if (index < 0)
         return;
-    if (editor->createProfileFromTemplate(AircraftClass(chooser->itemData(index).toInt()), source, flightModule)) {
+    if (editor->createProfileFromTemplate(AircraftClass(chooser->itemData(index).toInt()), source,
+                                          flightModule)) {
         unmatched = false;
         hide();
-    }
-    else
+    } else
         refreshText();
 }
 

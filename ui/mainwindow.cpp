@@ -10,6 +10,7 @@
 #include "statuswidget.h"
 #include "threeaxiseffectswidget.h"
 
+#include <QBoxLayout>
 #include <QCheckBox>
 #include <QDebug>
 #include <QDesktopServices>
@@ -25,7 +26,6 @@
 #include <QThread>
 #include <QTimer>
 #include <QToolButton>
-#include <QBoxLayout>
 
 #ifndef QUILLAR_UPDATE_BASE_URL
 #define QUILLAR_UPDATE_BASE_URL ""
@@ -177,7 +177,8 @@ void MainWindow::addClassTemplateBar() {
     // In the status bar: the zero-click choice for pilots who cannot reach the window in flight.
     auto *check = new QCheckBox(tr("Use class templates"), ui->statusbar);
     check->setObjectName(QStringLiteral("use_class_template"));
-    check->setToolTip(tr("An aircraft without a profile flies with its class's template at once, nothing saved"));
+    check->setToolTip(
+        tr("An aircraft without a profile flies with its class's template at once, nothing saved"));
     check->setChecked(templateBar->usesClassTemplate());
     ui->statusbar->addPermanentWidget(check);
     connect(check, &QCheckBox::toggled, this, [this, settingsPath](bool on) {

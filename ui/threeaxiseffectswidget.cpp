@@ -59,7 +59,8 @@ ThreeAxisEffectsWidget::ThreeAxisEffectsWidget(QWidget *parent)
     for (AircraftClass aircraftClass : AircraftClasses::all()) {
         QAction *action = templates->addAction(AircraftClasses::name(aircraftClass));
         action->setObjectName(QStringLiteral("template_") + AircraftClasses::name(aircraftClass).toLower());
-        connect(action, &QAction::triggered, this, [this, aircraftClass] { fillFromTemplate(aircraftClass); });
+        connect(action, &QAction::triggered, this,
+                [this, aircraftClass] { fillFromTemplate(aircraftClass); });
     }
     fromTemplate->setMenu(templates);
     ui->tabWidget->setCornerWidget(fromTemplate, Qt::TopRightCorner);
@@ -83,7 +84,8 @@ bool ThreeAxisEffectsWidget::createProfileFromTemplate(AircraftClass aircraftCla
     if (!AircraftClasses::loadTemplate(aircraftClass, profile))
         return false;
     profile.metadata = EffectsProfileMetadata{source, flightModule, QString()};
-    // Until the file is loaded back this is the template, unsaved; a failed write leaves it so, in the editor.
+    // Until the file is loaded back this is the template, unsaved; a failed write leaves it so, in the
+    // editor.
     unsavedTemplate = aircraftClass;
     redraw();
     const QString fileName = ProfileStore::fileNameFor(profile.metadata);

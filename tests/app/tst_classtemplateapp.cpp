@@ -17,8 +17,8 @@
 #include "devicelog.h"
 #include "programlauncher.h"
 
-// The whole program, offscreen over the hidapi double with a simulated DCS, for an aircraft that has no profile:
-// the bar, its "Create profile" and "Not now", and the class-template setting.
+// The whole program, offscreen over the hidapi double with a simulated DCS, for an aircraft that has no
+// profile: the bar, its "Create profile" and "Not now", and the class-template setting.
 namespace {
 constexpr quint16 DcsPort = 29778;
 constexpr int SettleMs = 2500; // the 2000 ms fade after a sudden change, and some
@@ -85,10 +85,11 @@ private:
         QVERIFY(QDir().mkpath(workingDirectory() + QStringLiteral("/effect_profiles")));
         QVERIFY(QDir().mkpath(deviceDirectory()));
         QVERIFY(QDir().mkpath(path(QStringLiteral("config/vortane-quillar"))));
-        const QByteArray joystick = "plugged=1\nversion=0c 01 00\nposition=" + QByteArray::number(Joystick[0]) +
-                                    ' ' + QByteArray::number(Joystick[1]) + "\noffset=0 0\n";
-        const QByteArray rudder = "plugged=1\nversion=03 00 00\nposition=" + QByteArray::number(Rudder) +
-                                  " 0\noffset=0 0\n";
+        const QByteArray joystick =
+            "plugged=1\nversion=0c 01 00\nposition=" + QByteArray::number(Joystick[0]) + ' ' +
+            QByteArray::number(Joystick[1]) + "\noffset=0 0\n";
+        const QByteArray rudder =
+            "plugged=1\nversion=03 00 00\nposition=" + QByteArray::number(Rudder) + " 0\noffset=0 0\n";
         QVERIFY(writeAtomically(deviceDirectory() + QStringLiteral("/joystick.state"), joystick));
         QVERIFY(writeAtomically(deviceDirectory() + QStringLiteral("/rudder.state"), rudder));
     }
@@ -101,9 +102,11 @@ private:
         extra.insert(QStringLiteral("XDG_CONFIG_HOME"), path(QStringLiteral("config")));
         extra.insert(QStringLiteral("QUILLAR_CLASS_BAR_LOG"), barLog());
         extra.insert(QStringLiteral("QUILLAR_CLASS_BAR_COMMANDS"), path(QStringLiteral("commands")));
-        startProgram(program, workingDirectory(), deviceDirectory(), {QStringLiteral(QUILLAR_CLASS_BAR_USER)}, extra);
+        startProgram(program, workingDirectory(), deviceDirectory(), {QStringLiteral(QUILLAR_CLASS_BAR_USER)},
+                     extra);
         QVERIFY2(program.waitForStarted(30000), qPrintable(program.errorString()));
-        QTRY_VERIFY2_WITH_TIMEOUT(calls().contains("open joystick result=1") && calls().contains("open rudder result=1"),
+        QTRY_VERIFY2_WITH_TIMEOUT(calls().contains("open joystick result=1") &&
+                                      calls().contains("open rudder result=1"),
                                   program.readAll().constData(), 60000);
         // The bar is there (hidden) once the driver logs its first state.
         QTRY_VERIFY_WITH_TIMEOUT(!barStates().isEmpty(), 30000);
@@ -156,7 +159,8 @@ private:
     }
 
     QStringList profileFiles() const {
-        return QDir(workingDirectory() + QStringLiteral("/effect_profiles")).entryList(QDir::Files, QDir::Name);
+        return QDir(workingDirectory() + QStringLiteral("/effect_profiles"))
+            .entryList(QDir::Files, QDir::Name);
     }
 
     // After the sudden change that follows `from` (the worker then sends the DirectX override report) and its
@@ -171,8 +175,12 @@ private:
                                  60000);
         for (const Write &write : select(readWrites(writes), "joystick", 0x20, settled).mid(0, 5)) {
             const QString got = QStringLiteral("%1 %2 %3 %4 %5 %6")
-                                    .arg(write.at(2)).arg(write.at(6)).arg(write.at(10)).arg(write.at(14))
-                                    .arg(write.at(18)).arg(write.at(22));
+                                    .arg(write.at(2))
+                                    .arg(write.at(6))
+                                    .arg(write.at(10))
+                                    .arg(write.at(14))
+                                    .arg(write.at(18))
+                                    .arg(write.at(22));
             QVERIFY2(closeTo(write.at(2), expected.axes[0].springGain), qPrintable(got));
             QVERIFY2(closeTo(write.at(6), expected.axes[1].springGain), qPrintable(got));
             QVERIFY2(closeTo(write.at(10), expected.axes[0].force), qPrintable(got));
@@ -181,8 +189,10 @@ private:
             QCOMPARE(write.at(22), 0.0f);
         }
         for (const Write &write : select(readWrites(writes), "rudder", 0x20, settled).mid(0, 5)) {
-            QVERIFY2(closeTo(write.at(2), expected.axes[2].springGain), qPrintable(QString::number(write.at(2))));
-            QVERIFY2(closeTo(write.at(10), expected.axes[2].force), qPrintable(QString::number(write.at(10))));
+            QVERIFY2(closeTo(write.at(2), expected.axes[2].springGain),
+                     qPrintable(QString::number(write.at(2))));
+            QVERIFY2(closeTo(write.at(10), expected.axes[2].force),
+                     qPrintable(QString::number(write.at(10))));
         }
     }
 
@@ -203,8 +213,9 @@ private slots:
             QFAIL("UDP port 29778 (DCS) is taken on this machine; free it to run this test");
         probe.close();
         sender.setInterval(20);
-        connect(&sender, &QTimer::timeout, this,
-                [this] { dcs.writeDatagram(datagram(module), QHostAddress(QHostAddress::LocalHost), DcsPort); });
+        connect(&sender, &QTimer::timeout, this, [this] {
+            dcs.writeDatagram(datagram(module), QHostAddress(QHostAddress::LocalHost), DcsPort);
+        });
     }
 
     void cleanup() { stop(); }
@@ -213,9 +224,9 @@ private slots:
         prepare(QStringLiteral("create"));
         start();
         fly("F-16C_50");
-        QTRY_COMPARE_WITH_TIMEOUT(lastBar(),
-                                  QByteArray("bar visible=1 class=Jet text=No profile for F-16C_50 (DCS) — forces are off"),
-                                  30000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            lastBar(),
+            QByteArray("bar visible=1 class=Jet text=No profile for F-16C_50 (DCS) — forces are off"), 30000);
         noForcesAfter(monotonicMicros());
 
         const int64_t created = monotonicMicros();
@@ -250,19 +261,19 @@ private slots:
         QVERIFY(lastBar().startsWith("bar visible=0"));
 
         switchTo("A-10C_2");
-        QTRY_COMPARE_WITH_TIMEOUT(lastBar(),
-                                  QByteArray("bar visible=1 class=Jet text=No profile for A-10C_2 (DCS) — forces are off"),
-                                  30000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            lastBar(),
+            QByteArray("bar visible=1 class=Jet text=No profile for A-10C_2 (DCS) — forces are off"), 30000);
         // An aircraft with a profile: it is activated, and the bar goes.
         switchTo(QByteArray("Quillar Demo Trainer"));
         QTRY_VERIFY_WITH_TIMEOUT(lastBar().startsWith("bar visible=0"), 30000);
         // One the table does not know: no class preset, and the bar says whose profile is flying.
         switchTo("Mystery-1");
-        QTRY_COMPARE_WITH_TIMEOUT(
-            lastBar(),
-            QByteArray("bar visible=1 class= text=No profile for Mystery-1 (DCS) — using the profile of Quillar Demo "
-                       "Trainer [DCS]"),
-            30000);
+        QTRY_COMPARE_WITH_TIMEOUT(lastBar(),
+                                  QByteArray("bar visible=1 class= text=No profile for Mystery-1 (DCS) — "
+                                             "using the profile of Quillar Demo "
+                                             "Trainer [DCS]"),
+                                  30000);
         QCOMPARE(profileFiles(), QStringList{"DCS_Quillar_Demo_Trainer.json"});
     }
 
@@ -287,10 +298,10 @@ private slots:
         start();
         const int64_t detected = monotonicMicros();
         fly("F-16C_50");
-        QTRY_COMPARE_WITH_TIMEOUT(
-            lastBar(),
-            QByteArray("bar visible=1 class=Jet text=No profile for F-16C_50 (DCS) — using the Jet template (not saved)"),
-            30000);
+        QTRY_COMPARE_WITH_TIMEOUT(lastBar(),
+                                  QByteArray("bar visible=1 class=Jet text=No profile for F-16C_50 (DCS) — "
+                                             "using the Jet template (not saved)"),
+                                  30000);
         reportsFollow(expectedForces(jetProfileFor(QString()).settings), detected);
         QCOMPARE(profileFiles(), QStringList{"DCS_Quillar_Demo_Trainer.json"});
         stop();

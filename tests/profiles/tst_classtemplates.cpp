@@ -14,16 +14,16 @@
 // The five class templates: complete documents that the profile reader takes whole, forces that stay inside
 // full scale, and the feel docs/templates.md promises for each.
 namespace {
-const char *const EffectKeys[] = {"airflow_spring", "simple_spring",   "elevator_weight", "aoa_shaker",
-                                  "gear_shaker",    "flaps_shaker",    "airbrake_shaker", "on_ground_shaker",
-                                  "landing_jolt",   "il2_shaker",      "direct_x",        "condor_shaker",
+const char *const EffectKeys[] = {"airflow_spring", "simple_spring", "elevator_weight", "aoa_shaker",
+                                  "gear_shaker",    "flaps_shaker",  "airbrake_shaker", "on_ground_shaker",
+                                  "landing_jolt",   "il2_shaker",    "direct_x",        "condor_shaker",
                                   "smart_damper"};
 
 // The keys each effect object must carry beyond "active" and "total_effect_strength".
 QStringList numberKeys(const QString &effect) {
     if (effect == QLatin1String("airflow_spring"))
-        return {"attenuation_start_airspeed", "attenuation_end_airspeed", "airspeed_force", "thrust_force",
-                "attenuation_strength", "local_aoa_influence_strength"};
+        return {"attenuation_start_airspeed", "attenuation_end_airspeed",    "airspeed_force", "thrust_force",
+                "attenuation_strength",       "local_aoa_influence_strength"};
     if (effect == QLatin1String("landing_jolt"))
         return {"effect_time"};
     if (effect == QLatin1String("direct_x"))
@@ -85,12 +85,11 @@ constexpr int Ailerons = 0, Elevator = 1, Rudder = 2;
 #define VERIFY_BETWEEN(value, low, high)                                                                     \
     do {                                                                                                     \
         const float value_ = (value);                                                                        \
-        QVERIFY2(value_ >= (low) && value_ <= (high),                                                        \
-                 qPrintable(QStringLiteral("%1 is %2, expected %3..%4")                                      \
-                                .arg(QStringLiteral(#value))                                                 \
-                                .arg(double(value_))                                                         \
-                                .arg(double(low))                                                            \
-                                .arg(double(high))));                                                        \
+        QVERIFY2(value_ >= (low) && value_ <= (high), qPrintable(QStringLiteral("%1 is %2, expected %3..%4") \
+                                                                     .arg(QStringLiteral(#value))            \
+                                                                     .arg(double(value_))                    \
+                                                                     .arg(double(low))                       \
+                                                                     .arg(double(high))));                   \
     } while (0)
 
 void checkInsideFullScale(const Forces &forces, const char *where) {
@@ -98,8 +97,10 @@ void checkInsideFullScale(const Forces &forces, const char *where) {
         const AxisForces &entry = forces.axes[axis];
         const QByteArray what = QByteArray(where) + " axis " + QByteArray::number(axis) + " force " +
                                 QByteArray::number(entry.force) + " periodic " +
-                                QByteArray::number(entry.periodic) + " gain " + QByteArray::number(entry.springGain);
-        QVERIFY2(std::isfinite(entry.force) && std::isfinite(entry.periodic) && std::isfinite(entry.springGain),
+                                QByteArray::number(entry.periodic) + " gain " +
+                                QByteArray::number(entry.springGain);
+        QVERIFY2(std::isfinite(entry.force) && std::isfinite(entry.periodic) &&
+                     std::isfinite(entry.springGain),
                  what.constData());
         QVERIFY2(std::fabs(entry.force) + std::fabs(entry.periodic) <= 100, what.constData());
         QVERIFY2(entry.springGain >= 0 && entry.springGain <= 100, what.constData());
@@ -173,10 +174,14 @@ private slots:
         QCOMPARE(profile.metadata.source, Telemetry::TELEMETRY_SOURCE_NONE);
         QCOMPARE(profile.metadata.flightModule, QString());
         QCOMPARE(profile.metadata.comment, QString());
-        const QJsonObject shipped =
-            QJsonDocument::fromJson(AircraftClasses::templateDocument(aircraftClass)).object().value("effects").toObject();
-        const QJsonObject written =
-            QJsonDocument::fromJson(ProfileWriter::profileDocument(profile)).object().value("effects").toObject();
+        const QJsonObject shipped = QJsonDocument::fromJson(AircraftClasses::templateDocument(aircraftClass))
+                                        .object()
+                                        .value("effects")
+                                        .toObject();
+        const QJsonObject written = QJsonDocument::fromJson(ProfileWriter::profileDocument(profile))
+                                        .object()
+                                        .value("effects")
+                                        .toObject();
         int active = 0;
         for (const char *axisKey : {"ailerons", "elevator", "rudder"}) {
             const QJsonObject shippedAxis = shipped.value(axisKey).toObject();
@@ -213,7 +218,8 @@ private slots:
                 const int64_t now = record.micros / 1000;
                 if (landed) {
                     ++landings;
-                    calculator.setLanded(telemetry.verticalSpeed, telemetry.getAirspeed(), profile.settings, now);
+                    calculator.setLanded(telemetry.verticalSpeed, telemetry.getAirspeed(), profile.settings,
+                                         now);
                 }
                 Forces forces;
                 for (int axis = 0; axis < 3; ++axis)
@@ -224,8 +230,8 @@ private slots:
         }
     }
 
-    // Beyond the demo flight: every airspeed the engine reads, hard g both ways, stall AoA, full power, and every
-    // shaker at once.
+    // Beyond the demo flight: every airspeed the engine reads, hard g both ways, stall AoA, full power, and
+    // every shaker at once.
     void insideFullScaleEverywhere_data() { perClass_data(); }
     void insideFullScaleEverywhere() {
         QFETCH(AircraftClass, aircraftClass);
@@ -245,8 +251,8 @@ private slots:
                                 calculator.setLanded(-15, airspeed, profile.settings, now);
                             Forces forces;
                             for (int axis = 0; axis < 3; ++axis)
-                                calculator.calculate(forces, axis, position, telemetry, profile.settings.axes[axis],
-                                                     now);
+                                calculator.calculate(forces, axis, position, telemetry,
+                                                     profile.settings.axes[axis], now);
                             checkInsideFullScale(forces, "sweep");
                         }
                     }
@@ -301,7 +307,8 @@ private slots:
 
     void propeller() {
         const AircraftClass propeller = AircraftClass::Propeller;
-        // "Standing still at full power, the propeller's wash loads the elevator and rudder to 30 %; at idle 10 %."
+        // "Standing still at full power, the propeller's wash loads the elevator and rudder to 30 %; at idle
+        // 10 %."
         VERIFY_BETWEEN(fullDeflectionForce(propeller, Elevator, flight(0, 0, 0, 100)), 29.9f, 30.1f);
         VERIFY_BETWEEN(fullDeflectionForce(propeller, Rudder, flight(0, 0, 0, 100)), 29.9f, 30.1f);
         VERIFY_BETWEEN(fullDeflectionForce(propeller, Elevator, flight(0, 0, 0, 0)), 9.9f, 10.1f);
@@ -316,7 +323,8 @@ private slots:
 
     void glider() {
         const AircraftClass glider = AircraftClass::Glider;
-        // "Full elevator at 100 km/h (thermalling) about 16 %, at 200 km/h about 44 %, and from 280 km/h on 55 %."
+        // "Full elevator at 100 km/h (thermalling) about 16 %, at 200 km/h about 44 %, and from 280 km/h on
+        // 55 %."
         VERIFY_BETWEEN(fullDeflectionForce(glider, Elevator, flight(100, 0)), 14, 18);
         VERIFY_BETWEEN(fullDeflectionForce(glider, Elevator, flight(200, 0)), 41, 47);
         VERIFY_BETWEEN(fullDeflectionForce(glider, Elevator, flight(280, 0)), 54.99f, 55.01f);

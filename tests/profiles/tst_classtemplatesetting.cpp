@@ -50,9 +50,9 @@ private slots:
         QFETCH(bool, warned);
         const QString path = file(QString::fromLatin1(QTest::currentDataTag()) + ".conf", contents);
         if (warned)
-            QTest::ignoreMessage(QtWarningMsg,
-                                 QRegularExpression(QStringLiteral("use_class_template .* is neither true nor false; "
-                                                                   "taking false$")));
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral(
+                                                   "use_class_template .* is neither true nor false; "
+                                                   "taking false$")));
         QCOMPARE(ClassTemplateSetting::read(path), expected);
     }
 

@@ -1,8 +1,8 @@
-// A user at the bar for aircraft without a profile, for whole-program tests: preloaded with LD_PRELOAD, it logs
-// what the bar shows whenever that changes, and carries out the commands a test appends to a file.
+// A user at the bar for aircraft without a profile, for whole-program tests: preloaded with LD_PRELOAD, it
+// logs what the bar shows whenever that changes, and carries out the commands a test appends to a file.
 //
-//   QUILLAR_CLASS_BAR_LOG       file that gets one line per change of the bar (required; without it nothing runs)
-//   QUILLAR_CLASS_BAR_COMMANDS  file the test appends commands to, one a line:
+//   QUILLAR_CLASS_BAR_LOG       file that gets one line per change of the bar (required; without it nothing
+//   runs) QUILLAR_CLASS_BAR_COMMANDS  file the test appends commands to, one a line:
 //                               create | notnow | choose <class> | activation on|off | template on|off
 //
 // Log lines, CLOCK_MONOTONIC microseconds like the hidapi double's logs:
@@ -40,7 +40,8 @@ private:
         if (!bar || !text || !chooser)
             return;
         const QByteArray state = "bar visible=" + QByteArray(bar->isVisible() ? "1" : "0") +
-                                 " class=" + chooser->currentText().toUtf8() + " text=" + text->text().toUtf8();
+                                 " class=" + chooser->currentText().toUtf8() +
+                                 " text=" + text->text().toUtf8();
         if (state != lastState) {
             lastState = state;
             write(state);

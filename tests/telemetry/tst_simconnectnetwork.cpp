@@ -183,16 +183,20 @@ private slots:
         QCOMPARE(packets.at(0).toHex(), SimConnectWire::openPacket("Vortane", 0).toHex());
         for (uint32_t i = 0; i < 19; ++i)
             QCOMPARE(packets.at(int(i) + 1).toHex(),
-                     SimConnectWire::addToDataDefinitionPacket(0, original[i].name, original[i].units, original[i].type,
-                                                               0.0f, 0xFFFFFFFFu, i + 1)
+                     SimConnectWire::addToDataDefinitionPacket(0, original[i].name, original[i].units,
+                                                               original[i].type, 0.0f, 0xFFFFFFFFu, i + 1)
                          .toHex());
         QCOMPARE(packets.at(20).toHex(),
-                 SimConnectWire::addToDataDefinitionPacket(0, "CATEGORY", nullptr, 9, 0.0f, 0xFFFFFFFFu, 20).toHex());
+                 SimConnectWire::addToDataDefinitionPacket(0, "CATEGORY", nullptr, 9, 0.0f, 0xFFFFFFFFu, 20)
+                     .toHex());
         QCOMPARE(packets.at(21).toHex(),
-                 SimConnectWire::addToDataDefinitionPacket(0, "ENGINE TYPE", "Enum", 4, 0.0f, 0xFFFFFFFFu, 21).toHex());
+                 SimConnectWire::addToDataDefinitionPacket(0, "ENGINE TYPE", "Enum", 4, 0.0f, 0xFFFFFFFFu, 21)
+                     .toHex());
         QCOMPARE(packets.at(22).toHex(),
-                 SimConnectWire::addToDataDefinitionPacket(0, "ATC HEAVY", "Bool", 4, 0.0f, 0xFFFFFFFFu, 22).toHex());
-        QCOMPARE(packets.at(23).toHex(), SimConnectWire::requestDataOnSimObjectTypePacket(0, 0, 0, 0, 23).toHex());
+                 SimConnectWire::addToDataDefinitionPacket(0, "ATC HEAVY", "Bool", 4, 0.0f, 0xFFFFFFFFu, 22)
+                     .toHex());
+        QCOMPARE(packets.at(23).toHex(),
+                 SimConnectWire::requestDataOnSimObjectTypePacket(0, 0, 0, 0, 23).toHex());
     }
 
     // A block with the class entries: the facts go out once, with the declaration, for the declared title.

@@ -82,8 +82,8 @@ private slots:
         QCOMPARE(find("sim/aircraft2/metadata/is_helicopter").value(3), QByteArray("boolean"));
         const QList<QByteArray> engine = find("sim/aircraft/prop/acf_en_type");
         QCOMPARE(engine.value(1), QByteArray("int[16]"));
-        for (const char *value : {"0=recip carb", "1=recip injected", "3=electric", "5=single spool jet", "6=rocket",
-                                  "7=multi spool jet", "9=free turboprop", "10=fixed turboprop"})
+        for (const char *value : {"0=recip carb", "1=recip injected", "3=electric", "5=single spool jet",
+                                  "6=rocket", "7=multi spool jet", "9=free turboprop", "10=fixed turboprop"})
             QVERIFY2(engine.value(4).contains(value), value);
         QCOMPARE(find("sim/aircraft/weight/acf_m_max").value(1), QByteArray("float"));
         QCOMPARE(find("sim/flightmodel/weight/m_total").value(3), QByteArray("kgs"));

@@ -90,7 +90,8 @@ private slots:
         QCOMPARE(saved.metadata.source, Telemetry::TELEMETRY_SOURCE_DCS);
         QCOMPARE(saved.metadata.flightModule, QStringLiteral("Ka-50"));
         QCOMPARE(saved.metadata.comment, QString());
-        QCOMPARE(settingsBytes(saved.settings), settingsBytes(templateOf(AircraftClass::Helicopter).settings));
+        QCOMPARE(settingsBytes(saved.settings),
+                 settingsBytes(templateOf(AircraftClass::Helicopter).settings));
         // Loaded by its file name: one sudden change with the template's settings.
         QCOMPARE(window.sudden.size(), 1);
         QCOMPARE(settingsBytes(window.sudden.at(0).at(0).value<EffectsSettings>()),
@@ -136,7 +137,8 @@ private slots:
         ScratchWorkingDirectory dir;
         EffectsProfile own;
         own.reset();
-        own.metadata = EffectsProfileMetadata{Telemetry::TELEMETRY_SOURCE_DCS, QStringLiteral("F-16C_50"), QString()};
+        own.metadata =
+            EffectsProfileMetadata{Telemetry::TELEMETRY_SOURCE_DCS, QStringLiteral("F-16C_50"), QString()};
         QVERIFY(ProfileStore::writeProfileFile(QStringLiteral("DCS_F_16C_50.json"), own));
         Window window(true);
         window.detect(Telemetry::TELEMETRY_SOURCE_DCS, QStringLiteral("F-16C_50"));
@@ -168,12 +170,14 @@ private slots:
         ScratchWorkingDirectory dir;
         EffectsProfile own;
         own.reset();
-        own.metadata = EffectsProfileMetadata{Telemetry::TELEMETRY_SOURCE_DCS, QStringLiteral("P-51D"), QString()};
+        own.metadata =
+            EffectsProfileMetadata{Telemetry::TELEMETRY_SOURCE_DCS, QStringLiteral("P-51D"), QString()};
         QVERIFY(ProfileStore::writeProfileFile(QStringLiteral("DCS_P_51D.json"), own));
         Window window;
         window.detect(Telemetry::TELEMETRY_SOURCE_DCS, QStringLiteral("P-51D"));
         window.detect(Telemetry::TELEMETRY_SOURCE_DCS, QStringLiteral("Bf-109K-4"));
-        QCOMPARE(window.bar.text(), QStringLiteral("No profile for Bf-109K-4 (DCS) — using the profile of P-51D [DCS]"));
+        QCOMPARE(window.bar.text(),
+                 QStringLiteral("No profile for Bf-109K-4 (DCS) — using the profile of P-51D [DCS]"));
         QCOMPARE(window.chooser->currentText(), QStringLiteral("Propeller"));
     }
 
@@ -181,7 +185,8 @@ private slots:
         ScratchWorkingDirectory dir;
         Window window(true);
         window.detect(Telemetry::TELEMETRY_SOURCE_DCS, QStringLiteral("F-16C_50"));
-        QCOMPARE(window.bar.text(), QStringLiteral("No profile for F-16C_50 (DCS) — using the Jet template (not saved)"));
+        QCOMPARE(window.bar.text(),
+                 QStringLiteral("No profile for F-16C_50 (DCS) — using the Jet template (not saved)"));
         QCOMPARE(window.sudden.size(), 1);
         QCOMPARE(settingsBytes(window.sudden.at(0).at(0).value<EffectsSettings>()),
                  settingsBytes(templateOf(AircraftClass::Jet).settings));
@@ -197,8 +202,9 @@ private slots:
         // One with no suggestion leaves the current settings as they are.
         window.detect(Telemetry::TELEMETRY_SOURCE_DCS, QStringLiteral("Mystery-1"));
         QCOMPARE(window.sudden.size(), 2);
-        QCOMPARE(window.bar.text(),
-                 QStringLiteral("No profile for Mystery-1 (DCS) — using the Helicopter template (not saved)"));
+        QCOMPARE(
+            window.bar.text(),
+            QStringLiteral("No profile for Mystery-1 (DCS) — using the Helicopter template (not saved)"));
         QVERIFY(ProfileStore::profileFiles().isEmpty());
     }
 
