@@ -5,9 +5,11 @@
 #include "profilewriter.h"
 #include "telemetrysourcedcs.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QtTest>
 #include <cmath>
 
@@ -261,6 +263,46 @@ private slots:
         }
     }
 
+    // Every sentence in quotes of the classes' section of docs/templates.md stands, as it is written there,
+    // in a comment of this file above the lines that check it, and nothing here claims more than the
+    // document.
+    void theDocumentsIntentsAreTheTestedOnes() {
+        QFile doc(QStringLiteral(QUILLAR_TEMPLATES_DOC));
+        QVERIFY(doc.open(QIODevice::ReadOnly | QIODevice::Text));
+        QString text = QString::fromUtf8(doc.readAll());
+        const qsizetype from = text.indexOf(QStringLiteral("## Why, class by class"));
+        const qsizetype to = text.indexOf(QStringLiteral("## The Jet template over"));
+        QVERIFY(from > 0 && to > from);
+        text = text.mid(from, to - from);
+        QFile source(QStringLiteral(QUILLAR_THIS_SOURCE));
+        QVERIFY(source.open(QIODevice::ReadOnly | QIODevice::Text));
+        // Comments, each run of // lines joined into one text.
+        QString comments;
+        for (const QString &line : QString::fromUtf8(source.readAll()).split(QLatin1Char('\n'))) {
+            const QString trimmed = line.trimmed();
+            comments += trimmed.startsWith(QLatin1String("//")) ? trimmed.mid(2) + QLatin1Char(' ')
+                                                                : QStringLiteral("\n");
+        }
+        const QRegularExpression quoted(QStringLiteral("\"([^\"]+)\""));
+        auto sentences = [&](const QString &from) {
+            QStringList found;
+            // A sentence, not a quoted key: it ends with a full stop.
+            for (auto it = quoted.globalMatch(from); it.hasNext();) {
+                const QString sentence = it.next().captured(1).simplified();
+                if (sentence.endsWith(QLatin1Char('.')))
+                    found << sentence;
+            }
+            return found;
+        };
+        const QStringList documented = sentences(text);
+        const QStringList tested = sentences(comments);
+        QCOMPARE(documented.size(), 21);
+        for (const QString &sentence : documented)
+            QVERIFY2(tested.contains(sentence), qPrintable(sentence));
+        for (const QString &sentence : tested)
+            QVERIFY2(documented.contains(sentence), qPrintable(sentence));
+    }
+
     // The intents docs/templates.md gives, one test each.
     void jet() {
         const AircraftClass jet = AircraftClass::Jet;
@@ -272,7 +314,7 @@ private slots:
         const float gain = fullDeflectionForce(jet, Elevator, flight(600, 9)) -
                            fullDeflectionForce(jet, Elevator, flight(600, 0));
         QVERIFY2(std::fabs(gain - 9) < 1e-3f, qPrintable(QString::number(gain)));
-        // "The ailerons are the lightest axis."
+        // "The ailerons are the lightest axis (then the rudder, then the elevator)."
         for (float airspeed : {150.0f, 450.0f, 900.0f}) {
             QVERIFY(fullDeflectionForce(jet, Ailerons, flight(airspeed, 0)) <
                     fullDeflectionForce(jet, Rudder, flight(airspeed, 0)));
