@@ -1,5 +1,6 @@
 #include "aircraftclass.h"
 #include "commontelemetryforcecalculator.h"
+#include "fakesimconnectserver.h"
 #include "profilewriter.h"
 #include "telemetrysourcedcs.h"
 
@@ -13,6 +14,7 @@
 #include <QUdpSocket>
 #include <QtTest>
 #include <cmath>
+#include <cstring>
 
 #include "devicelog.h"
 #include "programlauncher.h"
@@ -320,6 +322,49 @@ private slots:
         reportsFollow(expectedForces(spring), restarted);
         for (const QByteArray &state : barStates())
             QVERIFY2(state.startsWith("bar visible=0"), state.constData());
+    }
+
+    // MSFS tells the class in its appended SimVars: a helicopter is offered the Helicopter template.
+    void msfsHelicopterIsOfferedTheHelicopterTemplate() {
+        prepare(QStringLiteral("msfs"));
+        FakeSimConnectServer simulator;
+        QVERIFY(simulator.listen());
+        QVERIFY(writeAtomically(workingDirectory() + QStringLiteral("/SimConnect.cfg"),
+                                "[SimConnect]\nProtocol=IPv4\nAddress=127.0.0.1\nPort=" +
+                                    QByteArray::number(simulator.port()) + "\n"));
+        // The data block of the whole definition: eighteen doubles and the title, then CATEGORY, ENGINE TYPE
+        // and ATC HEAVY.
+        QByteArray served(672, '\0');
+        auto put = [&served](int offset, double value) {
+            uint64_t bits;
+            std::memcpy(&bits, &value, sizeof bits);
+            for (int i = 0; i < 8; ++i)
+                served[offset + i] = char((bits >> (8 * i)) & 0xFF);
+        };
+        put(64, 150.0); // AIRSPEED INDICATED
+        const QByteArray title = "Vortane Test Heli";
+        std::memcpy(served.data() + 144, title.constData(), size_t(title.size()));
+        std::memcpy(served.data() + 400, "Helicopter", 10);
+        put(656, 3.0); // helo turbine
+        put(664, 0.0);
+        start();
+        QTRY_VERIFY_WITH_TIMEOUT(simulator.definitions.size() == 22, 30000);
+        simulator.serveOnRequest(served);
+        simulator.sendData(0, served);
+        QTRY_COMPARE_WITH_TIMEOUT(lastBar(),
+                                  QByteArray("bar visible=1 class=Helicopter text=No profile for Vortane "
+                                             "Test Heli (MSFS) — forces are off"),
+                                  30000);
+        command("create");
+        QTRY_VERIFY_WITH_TIMEOUT(lastBar().startsWith("bar visible=0"), 30000);
+        EffectsProfile helicopter;
+        AircraftClasses::loadTemplate(AircraftClass::Helicopter, helicopter);
+        helicopter.metadata =
+            EffectsProfileMetadata{Telemetry::TELEMETRY_SOURCE_MSFS, QString::fromLatin1(title), QString()};
+        QCOMPARE(readAll(workingDirectory() + QStringLiteral("/effect_profiles/MSFS_Vortane_Test_Heli.json")),
+                 ProfileWriter::profileDocument(helicopter));
+        stop();
+        simulator.stopServing();
     }
 
     void checkBoxWritesTheSetting() {
