@@ -1,5 +1,6 @@
 #include "telemetrysourcemsfs.h"
 
+#include "aircraftfactschannel.h"
 #include "simconnectseam.h"
 #include "telemetryrecorder.h"
 
@@ -44,6 +45,10 @@ constexpr Datum Definition[] = {
     {"PROP MAX RPM PERCENT:4", "percent", SimConnectSeam::DATATYPE_FLOAT64},
     {"VERTICAL SPEED", "m/s", SimConnectSeam::DATATYPE_FLOAT64},
     {"TITLE", nullptr, SimConnectSeam::DATATYPE_STRING256},
+    // Appended for the aircraft-class suggestion; the entries above and their offsets stay as they are.
+    {"CATEGORY", nullptr, SimConnectSeam::DATATYPE_STRING256},
+    {"ENGINE TYPE", "Enum", SimConnectSeam::DATATYPE_FLOAT64},
+    {"ATC HEAVY", "Bool", SimConnectSeam::DATATYPE_FLOAT64},
 };
 
 // Byte offsets of the entries above in the data block: eighteen 64-bit floats, then the title text.
@@ -64,11 +69,18 @@ enum Offset : std::size_t {
     PropMaxRpm1 = 104,
     VerticalSpeed = 136,
     Title = 144,
+    Category = 400,
+    EngineType = 656,
+    AtcHeavy = 664,
 };
 constexpr std::size_t TitleSize = 256;
 constexpr std::size_t BlockSize = Title + TitleSize;
 static_assert(BlockSize == 400);
-static_assert(sizeof(Definition) / sizeof(Definition[0]) == 19);
+// The block with the appended class entries. A block of at least BlockSize is flown; the class entries are
+// read only when the whole of them is there.
+constexpr std::size_t ClassBlockSize = AtcHeavy + 8;
+static_assert(ClassBlockSize == 672);
+static_assert(sizeof(Definition) / sizeof(Definition[0]) == 22);
 
 // SimConnect delivers little-endian IEEE doubles; assembling them byte by byte keeps the decode independent
 // of the host's byte order and alignment.
@@ -83,12 +95,24 @@ double readDouble(const unsigned char *block, std::size_t offset) {
 }
 
 // The title ends at its terminating zero; a text that fills all 256 bytes ends with the block.
-QString readTitle(const unsigned char *block) {
-    const unsigned char *title = block + Title;
+QString readText(const unsigned char *block, std::size_t offset) {
+    const unsigned char *title = block + offset;
     const void *terminator = std::memchr(title, 0, TitleSize);
     const std::size_t length =
         terminator ? std::size_t(static_cast<const unsigned char *>(terminator) - title) : TitleSize;
     return QString::fromUtf8(reinterpret_cast<const char *>(title), qsizetype(length));
+}
+
+QString readTitle(const unsigned char *block) {
+    return readText(block, Title);
+}
+
+// An enumeration or flag sent as a double; anything that is no small whole number counts as not reported.
+int readSmallInt(const unsigned char *block, std::size_t offset) {
+    const double value = readDouble(block, offset);
+    if (!(value >= 0 && value <= 255) || value != std::floor(value))
+        return -1;
+    return int(value);
 }
 
 // "NUMBER OF ENGINES" truncated to an integer and limited to at most four. Values no int can hold (NaN,
@@ -187,7 +211,15 @@ void TelemetrySourceMSFS::handleData(const SimConnectMessage &message) {
     if (!active) {
         // The message that announces the aircraft only declares the source; its values are not decoded.
         active = true;
-        emit telemetrySourceChanged(Telemetry::TELEMETRY_SOURCE_MSFS, readTitle(message.data));
+        const QString title = readTitle(message.data);
+        emit telemetrySourceChanged(Telemetry::TELEMETRY_SOURCE_MSFS, title);
+        if (message.size >= ClassBlockSize) {
+            AircraftFacts facts;
+            facts.msfsCategory = readText(message.data, Category);
+            facts.msfsEngineType = readSmallInt(message.data, EngineType);
+            facts.msfsAtcHeavy = readSmallInt(message.data, AtcHeavy);
+            AircraftFactsChannel::instance().publish(Telemetry::TELEMETRY_SOURCE_MSFS, title, facts);
+        }
     } else {
         decode(message.data);
     }

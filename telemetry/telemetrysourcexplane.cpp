@@ -1,5 +1,6 @@
 #include "telemetrysourcexplane.h"
 
+#include "aircraftfactschannel.h"
 #include "telemetryrecorder.h"
 #include "telemetrysourceudp.h" // MaxDatagramsPerPoll, the bound every UDP source keeps to
 
@@ -54,6 +55,10 @@ constexpr Row layout[] = {
     {"sim/flightmodel/failures/onground_any", 1, Kind::Value},
     {"sim/aircraft/view/acf_ui_name", XPlane::NameLength, Kind::NameByte},
     {"sim/aircraft/view/acf_descrip", XPlane::NameLength, Kind::NameByte},
+    // The aircraft's class: never waited for, an X-Plane without one of them still flies.
+    {"sim/aircraft2/metadata/is_helicopter", 1, Kind::Value},
+    {"sim/aircraft/prop/acf_en_type[0]", 1, Kind::Value},
+    {"sim/aircraft/weight/acf_m_max", 1, Kind::Value},
 };
 
 constexpr int layoutSize() {
@@ -374,6 +379,8 @@ void TelemetrySourceXPlane::end() {
     firstReplyTimer.invalidate();
     declaredName.clear();
     nameOfLastTick.clear();
+    publishedFacts = AircraftFacts();
+    factsPublishedFor.clear();
     lastSubscriptionTimer.invalidate();
 }
 
@@ -405,6 +412,7 @@ void TelemetrySourceXPlane::poll() {
         active = true;
         declaredName = nameOfLastTick = name;
         emit telemetrySourceChanged(Telemetry::TELEMETRY_SOURCE_XPLANE, name);
+        publishFacts();
         return;
     }
 
@@ -422,10 +430,38 @@ void TelemetrySourceXPlane::poll() {
         emit telemetrySourceChanged(Telemetry::TELEMETRY_SOURCE_XPLANE, name);
     }
     nameOfLastTick = name;
+    publishFacts();
 
     const bool wasOnGround = telemetry.onGround;
     fillRecord(state, telemetry);
     if (!wasOnGround && telemetry.onGround)
         emit landed(telemetry.verticalSpeed, telemetry.getAirspeed());
     emit telemetryChanged(telemetry);
+}
+
+namespace XPlane {
+AircraftFacts aircraftFacts(const ReplyState &state) {
+    AircraftFacts facts;
+    auto whole = [](float value) {
+        return value >= 0 && value <= 255 && value == std::floor(value) ? int(value) : -1;
+    };
+    if (state.received[IsHelicopter])
+        facts.xplaneIsHelicopter = whole(state.values[IsHelicopter]);
+    if (state.received[EngineType])
+        facts.xplaneEngineType = whole(state.values[EngineType]);
+    if (state.received[MaxWeight] && state.values[MaxWeight] >= 0)
+        facts.xplaneMaxWeightKg = state.values[MaxWeight];
+    return facts;
+}
+} // namespace XPlane
+
+// For the declared aircraft, whenever what X-Plane tells about its class changes (the three values may come a
+// reply or two after the name).
+void TelemetrySourceXPlane::publishFacts() {
+    const AircraftFacts facts = XPlane::aircraftFacts(state);
+    if (facts == AircraftFacts() || (facts == publishedFacts && factsPublishedFor == declaredName))
+        return;
+    publishedFacts = facts;
+    factsPublishedFor = declaredName;
+    AircraftFactsChannel::instance().publish(Telemetry::TELEMETRY_SOURCE_XPLANE, declaredName, facts);
 }

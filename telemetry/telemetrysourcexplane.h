@@ -1,5 +1,6 @@
 #pragma once
 
+#include "aircraftfacts.h"
 #include "monotonicclock.h"
 #include "sourcerecords.h"
 #include "telemetrysource.h"
@@ -36,11 +37,22 @@ constexpr int UiNameFirstIndex = ValueCount;
 constexpr int NameFirstIndex = UiNameFirstIndex;
 // sim/aircraft/view/acf_descrip[0..63]: the aircraft's description, in X-Plane 11 and 12.
 constexpr int DescripFirstIndex = UiNameFirstIndex + NameLength;
-constexpr int SubscriptionCount = DescripFirstIndex + NameLength;
 
 // How long after the first reply the name waits for acf_ui_name, which an X-Plane that does not know it
 // answers with zeros or not at all.
 constexpr int64_t UiNameWaitMs = 500;
+
+// --- aircraft class ---
+// Three more subscriptions for the aircraft-class suggestion, not needed for flying, after the names.
+enum ClassValue {
+    IsHelicopter = DescripFirstIndex + NameLength, // 139: sim/aircraft2/metadata/is_helicopter, 0 or 1
+    EngineType,                                    // 140: acf_en_type[0]
+    MaxWeight,                                     // 141: acf_m_max, kg
+    ClassEndIndex
+};
+constexpr int ClassSubscriptionCount = ClassEndIndex - IsHelicopter;
+// --- end aircraft class ---
+constexpr int SubscriptionCount = ClassEndIndex;
 
 constexpr quint16 DefaultPort = 49000;
 constexpr qint32 ReplyFrequency = 50; // per second
@@ -73,6 +85,9 @@ struct ReplyState {
 // Applies one reply's pairs in their order. False, with `state` untouched, for a datagram that is no reply.
 // Unknown indexes, non-finite values, name bytes that are no byte and a trailing partial pair are skipped.
 bool decodeReply(const QByteArray &datagram, ReplyState &state);
+
+// What the class values received so far say (each one not received, or not a whole number, stays -1).
+AircraftFacts aircraftFacts(const ReplyState &state);
 
 // The record the replies describe, in the program's units. `onGround` is written too; touch-down is the
 // source's business.
@@ -121,6 +136,7 @@ private:
     bool readyToDeclare() const;
     void end();
     void unsubscribe();
+    void publishFacts();
 
     QUdpSocket *socket = nullptr;
     XPlane::Endpoint xplane;
@@ -128,6 +144,8 @@ private:
     QByteArray buffer; // reused for every datagram
     QString declaredName;
     QString nameOfLastTick; // a new name is declared once two ticks in a row have read it
+    AircraftFacts publishedFacts;
+    QString factsPublishedFor;
     XPlaneTelemetry telemetry;
     const XPlaneTelemetry idleTelemetry{};
     ElapsedClock lastReplyTimer;

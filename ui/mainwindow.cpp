@@ -1,12 +1,17 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "aircraftfactschannel.h"
+#include "classtemplatebar.h"
+#include "classtemplatesetting.h"
 #include "forcescopeview.h"
 #include "mainbackgroundthread.h"
 #include "simulatorsetupdialog.h"
 #include "statuswidget.h"
 #include "threeaxiseffectswidget.h"
 
+#include <QBoxLayout>
+#include <QCheckBox>
 #include <QDebug>
 #include <QDesktopServices>
 #include <QDir>
@@ -43,6 +48,7 @@ MainWindow::MainWindow(const UpdateCheck::Endpoint &updateEndpoint, QWidget *par
     connectPanels();
     addSimulatorSetupEntry();
     addForcesView();
+    addClassTemplateBar();
 
     // Both fire once the event loop runs, so startCycle runs in the worker's own thread.
     auto *startTimer = new QTimer();
@@ -148,6 +154,37 @@ void MainWindow::addForcesView() {
     button->setDefaultAction(forcesDock->toggleViewAction());
     button->setToolButtonStyle(Qt::ToolButtonTextOnly);
     ui->tabWidget->setCornerWidget(button, Qt::TopRightCorner);
+}
+
+void MainWindow::addClassTemplateBar() {
+    ThreeAxisEffectsWidget *editor = ui->effect_settings_widget;
+    const QString settingsPath = ClassTemplateSetting::settingsFilePath();
+    templateBar = new ClassTemplateBar(editor, ClassTemplateSetting::read(settingsPath));
+
+    // At the top of the profile editor, above the profile fields it is about; the window's form, its central
+    // widget and its start size stay as they are, and hidden the bar takes no room.
+    if (auto *layout = qobject_cast<QBoxLayout *>(editor->layout()))
+        layout->insertWidget(0, templateBar);
+
+    // After the editor's own handler, so the bar sees whether automatic activation found a profile.
+    connect(worker, &MainBackgroundThread::telemetrySourceChanged, templateBar,
+            &ClassTemplateBar::aircraftDetected);
+    connect(ui->status_widget, &StatusWidget::profileActivationDisabled, templateBar,
+            &ClassTemplateBar::activationDisabled);
+    connect(&AircraftFactsChannel::instance(), &AircraftFactsChannel::factsChanged, templateBar,
+            &ClassTemplateBar::factsReported);
+
+    // In the status bar: the zero-click choice for pilots who cannot reach the window in flight.
+    auto *check = new QCheckBox(tr("Use class templates"), ui->statusbar);
+    check->setObjectName(QStringLiteral("use_class_template"));
+    check->setToolTip(
+        tr("An aircraft without a profile flies with its class's template at once, nothing saved"));
+    check->setChecked(templateBar->usesClassTemplate());
+    ui->statusbar->addPermanentWidget(check);
+    connect(check, &QCheckBox::toggled, this, [this, settingsPath](bool on) {
+        ClassTemplateSetting::write(settingsPath, on);
+        templateBar->setUseClassTemplate(on);
+    });
 }
 
 void MainWindow::startUpdateCheck() {

@@ -12,6 +12,7 @@ namespace Ui {
 class MainWindow;
 }
 
+class ClassTemplateBar;
 class MainBackgroundThread;
 class QDockWidget;
 class QMessageBox;
@@ -46,11 +47,14 @@ public:
     MainBackgroundThread *backgroundWorker() const { return worker; }
     // The "Forces" view's dock: hidden at start, opened by the "Forces" button beside the tabs.
     QDockWidget *forcesView() const { return forcesDock; }
+    // The bar offered for a detected aircraft without a profile.
+    ClassTemplateBar *classTemplateBar() const { return templateBar; }
 
 private:
     void connectPanels();
     void addSimulatorSetupEntry();
     void addForcesView();
+    void addClassTemplateBar();
     void startUpdateCheck();
     void updateCheckFinished();
 
@@ -64,4 +68,5 @@ private:
     UpdateDialogRunner runUpdateDialog;
     QPointer<SimulatorSetupDialog> setupDialog; // one at a time; it deletes itself when closed
     QDockWidget *forcesDock = nullptr;
+    ClassTemplateBar *templateBar = nullptr;
 };

@@ -3,6 +3,8 @@
 #include "profilestore.h"
 #include "ui_threeaxiseffectswidget.h"
 
+#include <QMenu>
+#include <QPushButton>
 #include <QSignalBlocker>
 #include <QStandardItemModel>
 
@@ -48,10 +50,67 @@ ThreeAxisEffectsWidget::ThreeAxisEffectsWidget(QWidget *parent)
         checkEnabledEffects(profile.metadata.source);
     });
 
+    // In the corner of the axes' tab bar, where there is room: a menu of the class templates. The profile row
+    // keeps its width, and with it the window its start size.
+    auto *fromTemplate = new QPushButton(tr("New from template"), ui->tabWidget);
+    fromTemplate->setObjectName(QStringLiteral("new_from_template"));
+    auto *templates = new QMenu(fromTemplate);
+    templates->setObjectName(QStringLiteral("new_from_template_menu"));
+    for (AircraftClass aircraftClass : AircraftClasses::all()) {
+        QAction *action = templates->addAction(AircraftClasses::name(aircraftClass));
+        action->setObjectName(QStringLiteral("template_") + AircraftClasses::name(aircraftClass).toLower());
+        connect(action, &QAction::triggered, this,
+                [this, aircraftClass] { fillFromTemplate(aircraftClass); });
+    }
+    fromTemplate->setMenu(templates);
+    ui->tabWidget->setCornerWidget(fromTemplate, Qt::TopRightCorner);
+
     redraw();
 }
 
 ThreeAxisEffectsWidget::~ThreeAxisEffectsWidget() = default;
+
+void ThreeAxisEffectsWidget::fillFromTemplate(AircraftClass aircraftClass) {
+    const EffectsProfileMetadata kept = profile.metadata;
+    if (!AircraftClasses::loadTemplate(aircraftClass, profile))
+        return;
+    profile.metadata = kept;
+    emit suddenValueChange(profile.settings);
+    redraw();
+}
+
+bool ThreeAxisEffectsWidget::createProfileFromTemplate(AircraftClass aircraftClass, Telemetry::Source source,
+                                                       const QString &flightModule) {
+    if (!AircraftClasses::loadTemplate(aircraftClass, profile))
+        return false;
+    profile.metadata = EffectsProfileMetadata{source, flightModule, QString()};
+    // Until the file is loaded back this is the template, unsaved; a failed write leaves it so, in the
+    // editor.
+    unsavedTemplate = aircraftClass;
+    redraw();
+    const QString fileName = ProfileStore::fileNameFor(profile.metadata);
+    on_save_profile_clicked();
+    return ProfileStore::profileFiles().contains(fileName) && unsavedTemplate == AircraftClass::None;
+}
+
+void ThreeAxisEffectsWidget::useTemplate(AircraftClass aircraftClass, Telemetry::Source source,
+                                         const QString &flightModule) {
+    if (!AircraftClasses::loadTemplate(aircraftClass, profile))
+        return;
+    // Saving it later ("Save profile" or "Create profile") names the file after this aircraft.
+    profile.metadata = EffectsProfileMetadata{source, flightModule, QString()};
+    unsavedTemplate = aircraftClass;
+    ui->profile_combo->setCurrentIndex(-1);
+    emit suddenValueChange(profile.settings);
+    redraw();
+}
+
+QString ThreeAxisEffectsWidget::loadedProfileText() const {
+    const int row = ui->profile_combo->currentIndex();
+    if (row < 0 || row >= profileList->rowCount())
+        return QString();
+    return profileList->item(row)->text();
+}
 
 void ThreeAxisEffectsWidget::enableProfileActivation() {
     profileActivation = true;
@@ -84,6 +143,7 @@ void ThreeAxisEffectsWidget::loadProfile(int row) {
     if (fileName.isEmpty())
         return;
     ProfileStore::readProfileFile(fileName, profile);
+    unsavedTemplate = AircraftClass::None;
     emit suddenValueChange(profile.settings);
     redraw();
 }
@@ -122,6 +182,7 @@ void ThreeAxisEffectsWidget::on_delete_profile_clicked() {
     readProfiles();
     // The worker keeps the deleted profile's settings until the next change.
     profile.reset();
+    unsavedTemplate = AircraftClass::None;
     redraw();
 }
 

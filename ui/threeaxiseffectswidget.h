@@ -1,5 +1,6 @@
 #pragma once
 
+#include "aircraftclass.h"
 #include "effectsprofile.h"
 #include "telemetry.h"
 
@@ -34,6 +35,21 @@ public:
     void activateProfileFor(Telemetry::Source source, const QString &flightModule);
 
     const EffectsProfile &currentProfile() const { return profile; }
+
+    // Class templates. "New from template": the current profile's settings become the template's, its source,
+    // flight module and comment stay, and the worker gets them as a sudden change.
+    void fillFromTemplate(AircraftClass aircraftClass);
+    // A profile for this aircraft made from the template, saved by "Save profile" (which loads it back by its
+    // file name, so the worker gets it as a sudden change). False when it could not be written.
+    bool createProfileFromTemplate(AircraftClass aircraftClass, Telemetry::Source source,
+                                   const QString &flightModule);
+    // The template, unsaved, becomes the current profile for this aircraft and goes to the worker.
+    void useTemplate(AircraftClass aircraftClass, Telemetry::Source source, const QString &flightModule);
+    // The class whose template the current profile holds unsaved; None once a file is loaded or the profile
+    // reset.
+    AircraftClass templateInUse() const { return unsavedTemplate; }
+    // The list text of the profile file that was loaded last, empty when the current profile is no file's.
+    QString loadedProfileText() const;
     const QMap<QString, EffectsProfileMetadata> &profiles() const { return profileIndex; }
 
 signals:
@@ -60,4 +76,5 @@ private:
     EffectsProfile profile;
     QMap<QString, EffectsProfileMetadata> profileIndex;
     bool profileActivation = true;
+    AircraftClass unsavedTemplate = AircraftClass::None;
 };

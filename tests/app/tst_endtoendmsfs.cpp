@@ -116,7 +116,7 @@ private slots:
                                   program.readAll().constData(), 60000);
         // The program has connected and registered by now, or does so within a second.
         QTRY_VERIFY_WITH_TIMEOUT(simulator.clientName == "Vortane" && simulator.subscriptions.size() == 2, 30000);
-        QCOMPARE(simulator.definitions.size(), size_t(19));
+        QCOMPARE(simulator.definitions.size(), size_t(22));
 
         const int64_t detectionStart = monotonicMicros();
         simulator.serveOnRequest(block(2.5));

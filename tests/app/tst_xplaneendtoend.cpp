@@ -131,7 +131,7 @@ private:
                 continue;
             found = true;
             QCOMPARE(subscriber.subscriptions.size(), 0);
-            QCOMPARE(subscriber.unsubscribed.size(), 139);
+            QCOMPARE(subscriber.unsubscribed.size(), 142);
         }
         QVERIFY(found);
         const int replies = fake.repliesSent();
@@ -186,7 +186,7 @@ private slots:
         // The program asks the fake on the port of the settings file, with well-formed subscriptions.
         const int64_t detectionStart = monotonicMicros();
         cruise(*xplane);
-        QTRY_COMPARE_WITH_TIMEOUT(xplane->subscriptionsByIndex().size(), 139, 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(xplane->subscriptionsByIndex().size(), 142, 30000);
         QCOMPARE(xplane->malformedRequests(), QStringList());
 
         // Detected: the panel shows X-Plane and the aircraft, and the editor has taken the saved profile.
@@ -254,7 +254,7 @@ private slots:
             readAll(deviceDirectory() + QStringLiteral("/calls.log")).contains("open joystick result=1"),
             program.readAll().constData(), 60000);
         const int64_t detectionStart = monotonicMicros();
-        QTRY_COMPARE_WITH_TIMEOUT(eleven.subscriptionsByIndex().size(), 139, 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(eleven.subscriptionsByIndex().size(), 142, 30000);
         QTRY_VERIFY2_WITH_TIMEOUT(shownAt("source=X-Plane\tmodule=Cessna 172SP Skyhawk\tgame=6\t"
                                           "profile=Cessna 172SP Skyhawk") > 0,
                                   lastStatus().constData(), 30000);

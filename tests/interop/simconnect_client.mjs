@@ -75,6 +75,10 @@ handle.on('event', (event) => {
 for (const [name, units] of definition)
     handle.addToDataDefinition(0, name, units, SimConnectDataType.FLOAT64, 0, SimConnectConstants.UNUSED);
 handle.addToDataDefinition(0, 'TITLE', null, SimConnectDataType.STRING256, 0, SimConnectConstants.UNUSED);
+// Appended for the aircraft-class suggestion, after the list above.
+handle.addToDataDefinition(0, 'CATEGORY', null, SimConnectDataType.STRING256, 0, SimConnectConstants.UNUSED);
+handle.addToDataDefinition(0, 'ENGINE TYPE', 'Enum', SimConnectDataType.FLOAT64, 0, SimConnectConstants.UNUSED);
+handle.addToDataDefinition(0, 'ATC HEAVY', 'Bool', SimConnectDataType.FLOAT64, 0, SimConnectConstants.UNUSED);
 handle.requestDataOnSimObjectType(0, 0, 0, SimObjectType.USER);
 handle.subscribeToSystemEvent(0, 'SimStart');
 handle.subscribeToSystemEvent(1, 'SimStop');

@@ -59,17 +59,17 @@ start_server "$scratch/ours.packets"
 "$probe" "$port"
 stop_server
 
-echo "== (b) the packets of open, 19 add-to-definition, request-data and 2 subscribe calls, compared"
+echo "== (b) the packets of open, 22 add-to-definition, request-data and 2 subscribe calls, compared"
 python3 - "$scratch/node.packets" "$scratch/ours.packets" <<'PY'
 import sys
 names = {0x01: "Open", 0x0c: "AddToDataDefinition", 0x0f: "RequestDataOnSimObjectType",
          0x17: "SubscribeToSystemEvent"}
 def packets(path):
     rows = [line.split() for line in open(path) if line.strip()]
-    return [(int(call, 16), bytes.fromhex(data)) for conn, call, data in rows if conn == "1"][:23]
+    return [(int(call, 16), bytes.fromhex(data)) for conn, call, data in rows if conn == "1"][:26]
 theirs, ours = packets(sys.argv[1]), packets(sys.argv[2])
-if len(theirs) != 23 or len(ours) != 23:
-    sys.exit(f"expected 23 packets from each client, got {len(theirs)} from node-simconnect and {len(ours)} from ours")
+if len(theirs) != 26 or len(ours) != 26:
+    sys.exit(f"expected 26 packets from each client, got {len(theirs)} from node-simconnect and {len(ours)} from ours")
 differences = 0
 for i, ((call_t, t), (call_o, o)) in enumerate(zip(theirs, ours)):
     name = names.get(call_o, hex(call_o))
@@ -80,6 +80,6 @@ for i, ((call_t, t), (call_o, o)) in enumerate(zip(theirs, ours)):
     where = [k for k in range(max(len(t), len(o))) if k >= min(len(t), len(o)) or t[k] != o[k]]
     print(f"  #{i:2} {name:28} DIFFERENT: node-simconnect {len(t)} bytes ({names.get(call_t, hex(call_t))}), "
           f"ours {len(o)} bytes; first differing byte offsets {where[:8]}")
-print(f"{23 - differences} of 23 packets identical")
+print(f"{26 - differences} of 26 packets identical")
 sys.exit(1 if differences else 0)
 PY

@@ -11,7 +11,8 @@ constexpr uint32_t ServerProtocol = 5;
 constexpr uint32_t PacketHeader = 16;
 constexpr uint32_t MaxPacket = 1u << 20;
 constexpr uint32_t ObjectIdUser = 1;
-constexpr uint32_t DefinitionEntries = 19;
+// The entry count of the program's definition, which SimConnect repeats in every data message.
+constexpr uint32_t DefinitionEntries = 22;
 
 uint32_t word(const QByteArray &bytes, qsizetype offset) {
     if (offset + 4 > bytes.size())

@@ -1,3 +1,4 @@
+#include "aircraftfactschannel.h"
 #include "fakesimconnectserver.h"
 #include "scratchworkingdirectory.h"
 #include "simconnectnetwork.h"
@@ -13,6 +14,7 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <cmath>
 #include <cstring>
 #include <memory>
 
@@ -115,7 +117,7 @@ private:
 
 QList<uint32_t> registration() {
     QList<uint32_t> calls{SimConnectWire::CallOpen};
-    for (int i = 0; i < 19; ++i)
+    for (int i = 0; i < 22; ++i)
         calls << SimConnectWire::CallAddToDataDefinition;
     calls << SimConnectWire::CallRequestDataOnSimObjectType << SimConnectWire::CallSubscribeToSystemEvent
           << SimConnectWire::CallSubscribeToSystemEvent;
@@ -181,6 +183,113 @@ class TestSimConnectNetwork : public QObject {
     };
 
 private slots:
+    // The packets of the original definition list leave exactly as before; the three class entries follow
+    // them, and only the calls after them are numbered on by three.
+    void theClassEntriesComeAfterTheUnchangedDefinitionPackets() {
+        Rig rig;
+        QVERIFY(rig.pollUntil([&] { return rig.server.packets.size() >= 26; }));
+        const QList<QByteArray> packets = packetsOf(rig.server, 1);
+        struct Entry {
+            const char *name;
+            const char *units;
+            uint32_t type;
+        };
+        // As the program has always registered them, listed here on their own.
+        const Entry original[] = {
+            {"SIM ON GROUND", "Bool", 4},
+            {"TRAILING EDGE FLAPS LEFT PERCENT", "percent over 100", 4},
+            {"TRAILING EDGE FLAPS RIGHT PERCENT", "percent over 100", 4},
+            {"AILERON TRIM PCT", "percent over 100", 4},
+            {"ELEVATOR TRIM PCT", "percent over 100", 4},
+            {"RUDDER TRIM PCT", "percent over 100", 4},
+            {"G FORCE", "GForce", 4},
+            {"INCIDENCE ALPHA", "degree", 4},
+            {"AIRSPEED INDICATED", "kilometer per hour", 4},
+            {"GEAR CENTER POSITION", "percent over 100", 4},
+            {"GEAR LEFT POSITION", "percent over 100", 4},
+            {"GEAR RIGHT POSITION", "percent over 100", 4},
+            {"NUMBER OF ENGINES", "Number", 4},
+            {"PROP MAX RPM PERCENT:1", "percent", 4},
+            {"PROP MAX RPM PERCENT:2", "percent", 4},
+            {"PROP MAX RPM PERCENT:3", "percent", 4},
+            {"PROP MAX RPM PERCENT:4", "percent", 4},
+            {"VERTICAL SPEED", "m/s", 4},
+            {"TITLE", nullptr, 9},
+        };
+        QCOMPARE(packets.at(0).toHex(), SimConnectWire::openPacket("Vortane", 0).toHex());
+        for (uint32_t i = 0; i < 19; ++i)
+            QCOMPARE(packets.at(int(i) + 1).toHex(),
+                     SimConnectWire::addToDataDefinitionPacket(0, original[i].name, original[i].units,
+                                                               original[i].type, 0.0f, 0xFFFFFFFFu, i + 1)
+                         .toHex());
+        QCOMPARE(packets.at(20).toHex(),
+                 SimConnectWire::addToDataDefinitionPacket(0, "CATEGORY", nullptr, 9, 0.0f, 0xFFFFFFFFu, 20)
+                     .toHex());
+        QCOMPARE(packets.at(21).toHex(),
+                 SimConnectWire::addToDataDefinitionPacket(0, "ENGINE TYPE", "Enum", 4, 0.0f, 0xFFFFFFFFu, 21)
+                     .toHex());
+        QCOMPARE(packets.at(22).toHex(),
+                 SimConnectWire::addToDataDefinitionPacket(0, "ATC HEAVY", "Bool", 4, 0.0f, 0xFFFFFFFFu, 22)
+                     .toHex());
+        QCOMPARE(packets.at(23).toHex(),
+                 SimConnectWire::requestDataOnSimObjectTypePacket(0, 0, 0, 0, 23).toHex());
+    }
+
+    // A block with the class entries: the facts go out once, with the declaration, for the declared title.
+    void theClassEntriesAreReadWithTheDeclaration_data() {
+        QTest::addColumn<QByteArray>("category");
+        QTest::addColumn<double>("engineType");
+        QTest::addColumn<double>("atcHeavy");
+        QTest::addColumn<int>("expectedEngine");
+        QTest::addColumn<int>("expectedHeavy");
+        QTest::newRow("airliner") << QByteArray("Airplane") << 1.0 << 1.0 << 1 << 1;
+        QTest::newRow("helicopter") << QByteArray("Helicopter") << 3.0 << 0.0 << 3 << 0;
+        QTest::newRow("glider") << QByteArray("Airplane") << 2.0 << 0.0 << 2 << 0;
+        QTest::newRow("turboprop") << QByteArray("Airplane") << 5.0 << 0.0 << 5 << 0;
+        QTest::newRow("not a whole number") << QByteArray("Airplane") << 1.5 << -1.0 << -1 << -1;
+        QTest::newRow("nan") << QByteArray("Airplane") << std::nan("") << 1e300 << -1 << -1;
+    }
+    void theClassEntriesAreReadWithTheDeclaration() {
+        QFETCH(QByteArray, category);
+        QFETCH(double, engineType);
+        QFETCH(double, atcHeavy);
+        QFETCH(int, expectedEngine);
+        QFETCH(int, expectedHeavy);
+        auto put = [](QByteArray &bytes, int offset, double value) {
+            uint64_t bits;
+            std::memcpy(&bits, &value, sizeof(bits));
+            for (int i = 0; i < 8; ++i)
+                bytes[offset + i] = char((bits >> (8 * i)) & 0xFF);
+        };
+        QByteArray served = block("Served Class", 120.0) + QByteArray(272, '\0');
+        std::memcpy(served.data() + 400, category.constData(), size_t(category.size()));
+        put(served, 656, engineType);
+        put(served, 664, atcHeavy);
+        QSignalSpy facts(&AircraftFactsChannel::instance(), &AircraftFactsChannel::factsChanged);
+        Rig rig;
+        rig.server.serveOnRequest(served);
+        QVERIFY(rig.pollUntil([&] { return rig.changed->count() >= 2; }));
+        QCOMPARE(rig.lastRecord().getAirspeed(), 120.0f);
+        QCOMPARE(facts.count(), 1);
+        QCOMPARE(facts.at(0).at(0).value<Telemetry::Source>(), Telemetry::TELEMETRY_SOURCE_MSFS);
+        QCOMPARE(facts.at(0).at(1).toString(), QStringLiteral("Served Class"));
+        const AircraftFacts got = facts.at(0).at(2).value<AircraftFacts>();
+        QCOMPARE(got.msfsCategory, QString::fromLatin1(category));
+        QCOMPARE(got.msfsEngineType, expectedEngine);
+        QCOMPARE(got.msfsAtcHeavy, expectedHeavy);
+        QCOMPARE(got.xplaneEngineType, -1);
+    }
+
+    // A block of the original size is still flown; it just tells nothing about the class.
+    void aBlockWithoutTheClassEntriesIsFlownWithoutFacts() {
+        QSignalSpy facts(&AircraftFactsChannel::instance(), &AircraftFactsChannel::factsChanged);
+        Rig rig;
+        QVERIFY(rig.declare());
+        QVERIFY(rig.pollUntil([&] { return rig.changed->count() >= 2; }));
+        QCOMPARE(rig.lastRecord().getAirspeed(), 180.0f);
+        QCOMPARE(facts.count(), 0);
+    }
+
     void openReportsAHandleWithoutWaitingForTheServer() {
         ManualClock::install();
         SimConnectNetworkClient client(loopback(closedPort()));
@@ -433,7 +542,7 @@ private slots:
     void anOpenWithoutAnAnswerIsClosedAfterTenSeconds() {
         Rig rig;
         rig.server.answerOpen = false;
-        QVERIFY(rig.pollUntil([&] { return rig.server.packets.size() == 23; }));
+        QVERIFY(rig.pollUntil([&] { return rig.server.packets.size() == 26; }));
         QVERIFY(rig.client->isConnected());
         ManualClock::now += 9999;
         rig.pollFor(100);
@@ -543,8 +652,8 @@ private slots:
         QVERIFY(rig.declare());
         QVERIFY(rig.pollUntil([&] { return rig.changed->count() >= 2; }));
         QCOMPARE(rig.lastRecord().getAirspeed(), 180.0f);
-        QCOMPARE(callsOf(rig.server, 1).mid(0, 23), registration());
-        const QList<QByteArray> firstRegistration = packetsOf(rig.server, 1).mid(0, 23);
+        QCOMPARE(callsOf(rig.server, 1).mid(0, 26), registration());
+        const QList<QByteArray> firstRegistration = packetsOf(rig.server, 1).mid(0, 26);
 
         rig.server.stopServing();
         rig.server.closeClient();
@@ -566,20 +675,20 @@ private slots:
         QCOMPARE(rig.declared->at(1).at(1).toString(), QStringLiteral("Served Again"));
         QCOMPARE(rig.client->connectionAttempts(), 2);
         // The new connection carries the same open and registration, numbered from zero again.
-        QCOMPARE(packetsOf(rig.server, 2).mid(0, 23), firstRegistration);
+        QCOMPARE(packetsOf(rig.server, 2).mid(0, 26), firstRegistration);
         QCOMPARE(rig.ended->count(), 1);
     }
 
     void aConnectionLostBeforeTheServerAnsweredEndsNothing() {
         Rig rig;
         rig.server.answerOpen = false;
-        QVERIFY(rig.pollUntil([&] { return rig.server.packets.size() == 23; }));
+        QVERIFY(rig.pollUntil([&] { return rig.server.packets.size() == 26; }));
         rig.server.closeClient();
         rig.pollFor(300);
         QCOMPARE(rig.ended->count(), 0);
         QCOMPARE(rig.changed->count(), 0);
         ManualClock::now += 1000;
-        QVERIFY(rig.pollUntil([&] { return rig.server.packets.size() == 46; }));
+        QVERIFY(rig.pollUntil([&] { return rig.server.packets.size() == 52; }));
         QCOMPARE(rig.server.connections, 2);
         QCOMPARE(callsOf(rig.server, 2), registration());
         QCOMPARE(rig.ended->count(), 0);
@@ -738,7 +847,7 @@ private slots:
         QVERIFY(pollUntil([&] { source.poll(); }, [&] { return declared.count() == 1; }));
         QCOMPARE(declared.at(0).at(1).toString(), QStringLiteral("Configured"));
         QCOMPARE(server.clientName, QByteArray("Vortane"));
-        QCOMPARE(callsOf(server, 1).mid(0, 23), registration());
+        QCOMPARE(callsOf(server, 1).mid(0, 26), registration());
     }
 };
 

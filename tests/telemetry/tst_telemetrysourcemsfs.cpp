@@ -134,7 +134,7 @@ private slots:
         QCOMPARE(rig.fake.lastClientName, QByteArray("Vortane"));
 
         QStringList expectedJournal{QStringLiteral("Open")};
-        for (int i = 0; i < 19; ++i)
+        for (int i = 0; i < 22; ++i)
             expectedJournal << QStringLiteral("AddToDataDefinition");
         expectedJournal << QStringLiteral("RequestDataOnSimObjectType")
                         << QStringLiteral("SubscribeToSystemEvent")
@@ -165,9 +165,13 @@ private slots:
             {"PROP MAX RPM PERCENT:4", "percent"},
             {"VERTICAL SPEED", "m/s"},
             {"TITLE", nullptr},
+            // Appended after the list above for the aircraft-class suggestion.
+            {"CATEGORY", nullptr},
+            {"ENGINE TYPE", "Enum"},
+            {"ATC HEAVY", "Bool"},
         };
-        QCOMPARE(rig.fake.definitions.size(), size_t(19));
-        for (size_t i = 0; i < 19; ++i) {
+        QCOMPARE(rig.fake.definitions.size(), size_t(22));
+        for (size_t i = 0; i < 22; ++i) {
             const SimConnectDouble::DefinitionCall &call = rig.fake.definitions[i];
             QCOMPARE(call.definitionId, uint32_t(0));
             QCOMPARE(call.datumName, QByteArray(expected[i].name));
@@ -203,7 +207,7 @@ private slots:
         rig.source->poll();
         rig.source->poll();
         QCOMPARE(rig.fake.openCalls, 1);
-        QCOMPARE(rig.fake.definitions.size(), size_t(19));
+        QCOMPARE(rig.fake.definitions.size(), size_t(22));
         QCOMPARE(rig.fake.requests.size(), size_t(1));
         QCOMPARE(rig.fake.subscriptions.size(), size_t(2));
         QCOMPARE(rig.fake.dispatchCalls, 3);
@@ -225,7 +229,7 @@ private slots:
         rig.fake.setOpenSucceeds(true);
         rig.source->poll();
         QCOMPARE(rig.fake.openCalls, 4);
-        QCOMPARE(rig.fake.definitions.size(), size_t(19));
+        QCOMPARE(rig.fake.definitions.size(), size_t(22));
         QCOMPARE(rig.declared->count(), 1);
     }
 #endif
@@ -512,7 +516,7 @@ private slots:
             rig.source->poll();
         QCOMPARE(rig.fake.openCalls, 1);
         QCOMPARE(rig.fake.closeCalls, 0); // the handle is kept
-        QCOMPARE(rig.fake.definitions.size(), size_t(19));
+        QCOMPARE(rig.fake.definitions.size(), size_t(22));
         QCOMPARE(rig.fake.requests.size(), requestsAtQuit);
         QCOMPARE(rig.order, QStringList());
     }

@@ -65,6 +65,11 @@ const QHash<QByteArray, Assumed> &assumptions() {
         {"sim/flightmodel/failures/onground_any", {"int", 0, "???"}},
         {"sim/aircraft/view/acf_ui_name", {"byte", XPlane::NameLength, "string"}},
         {"sim/aircraft/view/acf_descrip", {"byte", XPlane::NameLength, "string"}},
+        // The aircraft class: 0 or 1; the first engine's type; the maximum weight, which the list gives no
+        // unit for (read as kg, like the other weights of sim/aircraft/weight).
+        {"sim/aircraft2/metadata/is_helicopter", {"int", 0, "boolean"}},
+        {"sim/aircraft/prop/acf_en_type", {"int", 1, "enum"}},
+        {"sim/aircraft/weight/acf_m_max", {"float", 0, ""}},
     };
     return assumed;
 }

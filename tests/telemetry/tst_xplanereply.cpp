@@ -78,7 +78,7 @@ private slots:
             "sim/flightmodel/failures/onground_any",
         };
         QCOMPARE(int(XPlane::ValueCount), 11);
-        QCOMPARE(XPlane::SubscriptionCount, 139);
+        QCOMPARE(XPlane::SubscriptionCount, 142);
         for (int i = 0; i < expected.size(); ++i)
             QCOMPARE(XPlane::dataref(i), expected[i]);
         QCOMPARE(XPlane::dataref(11), QByteArray("sim/aircraft/view/acf_ui_name[0]"));
@@ -88,7 +88,8 @@ private slots:
         QCOMPARE(XPlane::dataref(75), QByteArray("sim/aircraft/view/acf_descrip[0]"));
         QCOMPARE(XPlane::dataref(100), QByteArray("sim/aircraft/view/acf_descrip[25]"));
         QCOMPARE(XPlane::dataref(138), QByteArray("sim/aircraft/view/acf_descrip[63]"));
-        QCOMPARE(XPlane::dataref(139), QByteArray());
+        QCOMPARE(XPlane::dataref(139), QByteArray("sim/aircraft2/metadata/is_helicopter"));
+        QCOMPARE(XPlane::dataref(142), QByteArray());
         QCOMPARE(XPlane::dataref(-1), QByteArray());
     }
 
