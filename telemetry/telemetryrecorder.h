@@ -2,6 +2,7 @@
 
 #include "telemetry.h"
 #include "telemetryrecording.h"
+#include "telemetryring.h"
 
 #include <QByteArray>
 #include <QFile>
@@ -32,6 +33,7 @@ public:
     void setLimitBytes(qint64 bytes);
 
     static void note(Telemetry::Source source, TelemetryRecording::Kind kind, const char *data, qint64 size) {
+        TelemetryRing::note(source, kind, data, size); // the last minute, for the support bundle
         TelemetryRecorder &recorder = instance();
         if (recorder.recording.load(std::memory_order_relaxed))
             recorder.write(source, kind, data, size);
