@@ -1,8 +1,12 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "cyclefigureslabel.h"
+#include "diagnosticsdialog.h"
 #include "forcescopeview.h"
 #include "mainbackgroundthread.h"
+#include "profilestore.h"
+#include "setupengine.h"
 #include "simulatorsetupdialog.h"
 #include "statuswidget.h"
 #include "threeaxiseffectswidget.h"
@@ -11,6 +15,7 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QDockWidget>
+#include <QFile>
 #include <QMessageBox>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -18,6 +23,8 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QStatusBar>
+#include <QTemporaryDir>
+#include <QVBoxLayout>
 #include <QThread>
 #include <QTimer>
 #include <QToolButton>
@@ -43,6 +50,7 @@ MainWindow::MainWindow(const UpdateCheck::Endpoint &updateEndpoint, QWidget *par
     connectPanels();
     addSimulatorSetupEntry();
     addForcesView();
+    addDiagnosticsEntry();
 
     // Both fire once the event loop runs, so startCycle runs in the worker's own thread.
     auto *startTimer = new QTimer();
@@ -148,6 +156,60 @@ void MainWindow::addForcesView() {
     button->setDefaultAction(forcesDock->toggleViewAction());
     button->setToolButtonStyle(Qt::ToolButtonTextOnly);
     ui->tabWidget->setCornerWidget(button, Qt::TopRightCorner);
+}
+
+void MainWindow::addDiagnosticsEntry() {
+    // Never deleted, like the worker that keeps writing it.
+    auto *figures = new CycleFigures();
+    worker->setCycleFigures(figures);
+
+    // The Forces view gets the cycle's figures as its header.
+    auto *view = forcesDock->findChild<ForceScopeView *>(QStringLiteral("forces_view"));
+    auto *panel = new QWidget(forcesDock);
+    panel->setObjectName(QStringLiteral("forces_panel"));
+    auto *layout = new QVBoxLayout(panel);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(2);
+    auto *header = new CycleFiguresLabel(figures, panel);
+    header->setContentsMargins(6, 2, 6, 0);
+    layout->addWidget(header);
+    layout->addWidget(view, 1);
+    forcesDock->setWidget(panel);
+    forcesDock->resize(view->width(), view->height() + header->sizeHint().height() + 2);
+
+    // Beside "Simulator set-up…" in the status bar.
+    auto *button = new QPushButton(tr("Diagnostics…"), ui->statusbar);
+    button->setObjectName(QStringLiteral("diagnostics_button"));
+    button->setFlat(true);
+    ui->statusbar->addPermanentWidget(button);
+    connect(button, &QPushButton::clicked, this, [this, figures, view] {
+        if (!diagnosticsDialog) {
+            DiagnosticsDialog::Sources sources;
+            sources.setting = Diagnostics::DoctorSetting::forHome(QDir::homePath(),
+                                                                   QuillarSetup::dcsScriptFromResource());
+            // The program's own working folder is where its SimConnect.cfg and profiles are looked for.
+            sources.setting.workingFolder = QDir::currentPath();
+            sources.setting.targets.simConnect =
+                Diagnostics::simConnectEndpoints(QDir::currentPath(), sources.setting.dataFolder());
+            sources.figures = figures;
+            sources.activeProfile = [this] {
+                return ProfileStore::fileNameFor(ui->effect_settings_widget->currentProfile().metadata);
+            };
+            sources.forcesCsv = [view] {
+                QTemporaryDir scratch;
+                const QString path = scratch.filePath(QStringLiteral("forces.csv"));
+                if (!scratch.isValid() || !view->exportCsv(path))
+                    return QByteArray();
+                QFile file(path);
+                return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+            };
+            diagnosticsDialog = new DiagnosticsDialog(std::move(sources), this);
+            diagnosticsDialog->setAttribute(Qt::WA_DeleteOnClose);
+        }
+        diagnosticsDialog->show();
+        diagnosticsDialog->raise();
+        diagnosticsDialog->activateWindow();
+    });
 }
 
 void MainWindow::startUpdateCheck() {

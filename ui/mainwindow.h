@@ -19,6 +19,7 @@ class QNetworkAccessManager;
 class QNetworkReply;
 class QNetworkRequest;
 class SimulatorSetupDialog;
+class DiagnosticsDialog;
 
 // The program's one window: the profile and effect editor, the status panel, the background worker they
 // talk to, and the start-up update check.
@@ -51,6 +52,7 @@ private:
     void connectPanels();
     void addSimulatorSetupEntry();
     void addForcesView();
+    void addDiagnosticsEntry();
     void startUpdateCheck();
     void updateCheckFinished();
 
@@ -64,4 +66,5 @@ private:
     UpdateDialogRunner runUpdateDialog;
     QPointer<SimulatorSetupDialog> setupDialog; // one at a time; it deletes itself when closed
     QDockWidget *forcesDock = nullptr;
+    QPointer<DiagnosticsDialog> diagnosticsDialog; // one at a time; it deletes itself when closed
 };

@@ -1,7 +1,9 @@
 #include "commandline.h"
 #include "demoprofile.h"
+#include "logfilesink.h"
 #include "mainwindow.h"
 #include "telemetryrecorder.h"
+#include "telemetryring.h"
 
 #include <QApplication>
 #include <QTextStream>
@@ -19,6 +21,13 @@ int main(int argc, char *argv[]) {
         return 0;
     }
 
+    // Every log line also goes to the log file (docs/troubleshooting.md), from the first one on. Never deleted:
+    // threads still running at the end may log until the process is gone.
+    auto *logFile = new LogFileSink(LogFileSink::defaultFolder());
+    LogFileSink::install(logFile);
+    // The last minute of telemetry, for the Diagnostics window's support bundle.
+    TelemetryRing::instance().enable();
+
     // On Linux argv already arrives as UTF-8 bytes; only Windows needs its wide command line converted first.
     QApplication application(argc, argv);
     // --record FILE: everything the simulators send is also written to FILE (docs/recordings.md).
@@ -29,6 +38,7 @@ int main(int argc, char *argv[]) {
             !TelemetryRecorder::instance().start(applicationArguments.at(record + 1), &error)) {
             QTextStream(stderr) << "quillar: " << (error.isEmpty() ? QStringLiteral("--record needs a FILE") : error)
                                 << '\n';
+            logFile->flush();
             return 2;
         }
     }
@@ -40,5 +50,6 @@ int main(int argc, char *argv[]) {
     const int exitCode = application.exec();
     // The workers and their threads are left running on purpose: the process simply ends.
     delete window;
+    logFile->flush();
     return exitCode;
 }
