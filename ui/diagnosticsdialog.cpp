@@ -153,10 +153,14 @@ void DiagnosticsDialog::showReport(const Report &report) {
     tree->resizeColumnToContents(1);
     const int problems = report.count(Verdict::Problem);
     const int warnings = report.count(Verdict::Warning);
-    summary->setText(problems > 0 ? tr("%n problem(s) found, see below.", nullptr, problems)
-                     : warnings > 0
-                         ? tr("No problem found; %n warning(s).", nullptr, warnings)
-                         : tr("No problem found."));
+    if (problems > 0)
+        summary->setText(problems == 1 ? tr("1 problem found, see below.")
+                                       : tr("%1 problems found, see below.").arg(problems));
+    else if (warnings > 0)
+        summary->setText(warnings == 1 ? tr("No problem found; 1 warning.")
+                                       : tr("No problem found; %1 warnings.").arg(warnings));
+    else
+        summary->setText(tr("No problem found."));
 }
 
 QString DiagnosticsDialog::liveText() const {

@@ -122,7 +122,7 @@ private slots:
                                                             "What to do: install the udev rule")));
         QCOMPARE(view->topLevelItem(2)->text(1), QStringLiteral("ok"));
         QCOMPARE(dialog.findChild<QLabel *>(QStringLiteral("summary_label"))->text(),
-                 QStringLiteral("1 problem(s) found, see below."));
+                 QStringLiteral("1 problem found, see below."));
         QCOMPARE(report.exitCode(), 1);
 
         dialog.refreshLive();
