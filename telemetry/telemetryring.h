@@ -28,9 +28,14 @@ public:
 
     static void note(Telemetry::Source source, TelemetryRecording::Kind kind, const char *data, qint64 size) {
         TelemetryRing &ring = instance();
+        const int64_t now = steadyNs();
+        // Whether on or off: when the newest record came in, the start of the telemetry's age at the report.
+        ring.lastArrival.store(now, std::memory_order_relaxed);
         if (ring.enabled.load(std::memory_order_relaxed))
-            ring.append(source, kind, data, size, steadyNs());
+            ring.append(source, kind, data, size, now);
     }
+    // The steady-clock time the newest record reached a source (0: none yet).
+    static int64_t lastArrivalNs() { return instance().lastArrival.load(std::memory_order_relaxed); }
 
     // What the ring holds as a recording file (docs/recordings.md), arrival times from the oldest record kept.
     QByteArray recording() const;
@@ -54,6 +59,7 @@ private:
     };
 
     std::atomic<bool> enabled{false};
+    std::atomic<int64_t> lastArrival{0};
     mutable QMutex mutex;
     std::deque<Entry> entries;
     qint64 bytes = 0;

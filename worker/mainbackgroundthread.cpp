@@ -4,6 +4,7 @@
 #include "forcepipeline.h"
 #include "hidreports.h"
 #include "sourceforcecalculators.h"
+#include "telemetryring.h"
 #include "telemetrythread.h"
 
 #include <QThread>
@@ -95,13 +96,17 @@ void MainBackgroundThread::startCycle() {
 void MainBackgroundThread::setCycleFigures(CycleFigures *figures) {
     const bool first = !cycleFigures;
     cycleFigures = figures;
-    // Every source's record passes through telemetryChanged, so its arrival is noted in one place.
+    // Every source's record passes through telemetryChanged, so its arrival is noted in one place: as the time
+    // its bytes reached the source, so the age at the report includes the hop between the threads.
     if (first && figures)
         connect(
             this, &MainBackgroundThread::telemetryChanged, this,
             [this] {
-                if (cycleFigures)
-                    cycleFigures->telemetryArrived(steadyNs());
+                if (!cycleFigures)
+                    return;
+                const int64_t now = steadyNs();
+                const int64_t received = TelemetryRing::lastArrivalNs();
+                cycleFigures->telemetryArrived(received > 0 && received <= now ? received : now);
             },
             Qt::DirectConnection);
 }
