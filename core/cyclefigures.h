@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-// What the device cycle tells about itself, for the Diagnostics window and the Forces view's header: when each
-// of the last 1024 cycles started (over 10 s at 100 Hz), how old the telemetry was when the cycle wrote its
-// report, and the last report that could not be written. The cycle only stores atomics, never waits or
+// What the device cycle tells about itself, for the Diagnostics window and the Forces view's header: when
+// each of the last 1024 cycles started (over 10 s at 100 Hz), how old the telemetry was when the cycle wrote
+// its report, and the last report that could not be written. The cycle only stores atomics, never waits or
 // allocates; any number of readers look whenever they like.
 class CycleFigures {
 public:

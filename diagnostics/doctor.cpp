@@ -58,9 +58,9 @@ QString setupStatusText(const DoctorSetting &setting) {
     QString errors;
     QTextStream out(&text);
     QTextStream err(&errors);
-    QuillarSetup::runSetupTool({QStringLiteral("quillar-setup"), QStringLiteral("--home"), setting.home,
-                                QStringLiteral("status")},
-                               out, err, setting.dcsScript);
+    QuillarSetup::runSetupTool(
+        {QStringLiteral("quillar-setup"), QStringLiteral("--home"), setting.home, QStringLiteral("status")},
+        out, err, setting.dcsScript);
     out.flush();
     err.flush();
     return text + errors;
@@ -105,8 +105,9 @@ bool readArguments(const QStringList &arguments, DoctorArguments &result, QStrin
             if (!value(QStringLiteral("--home"), result.home, result.homeGiven))
                 return false;
         } else {
-            problem = argument.startsWith(QLatin1Char('-')) ? QStringLiteral("unknown option \"%1\"").arg(argument)
-                                                            : QStringLiteral("unexpected \"%1\"").arg(argument);
+            problem = argument.startsWith(QLatin1Char('-'))
+                          ? QStringLiteral("unknown option \"%1\"").arg(argument)
+                          : QStringLiteral("unexpected \"%1\"").arg(argument);
             return false;
         }
     }
@@ -117,7 +118,8 @@ bool readArguments(const QStringList &arguments, DoctorArguments &result, QStrin
     return true;
 }
 
-int runDoctor(const DoctorArguments &arguments, QTextStream &out, QTextStream &err, const DoctorSetting &setting) {
+int runDoctor(const DoctorArguments &arguments, QTextStream &out, QTextStream &err,
+              const DoctorSetting &setting) {
     const Report report = runChecks(setting);
     const QString text = report.text();
     out << "Vortane Quillar diagnostics\n\n" << text;
@@ -150,7 +152,8 @@ int runDoctor(const DoctorArguments &arguments, QTextStream &out, QTextStream &e
 
 } // namespace
 
-int runDoctorCommand(const QStringList &arguments, QTextStream &out, QTextStream &err, const QByteArray &dcsScript) {
+int runDoctorCommand(const QStringList &arguments, QTextStream &out, QTextStream &err,
+                     const QByteArray &dcsScript) {
     DoctorArguments parsed;
     QString problem;
     if (!readArguments(arguments, parsed, problem))
@@ -161,7 +164,8 @@ int runDoctorCommand(const QStringList &arguments, QTextStream &out, QTextStream
     return runDoctor(parsed, out, err, DoctorSetting::forHome(home, dcsScript));
 }
 
-int runDoctorCommand(const QStringList &arguments, QTextStream &out, QTextStream &err, const DoctorSetting &setting) {
+int runDoctorCommand(const QStringList &arguments, QTextStream &out, QTextStream &err,
+                     const DoctorSetting &setting) {
     DoctorArguments parsed;
     QString problem;
     if (!readArguments(arguments, parsed, problem))

@@ -21,7 +21,7 @@ CycleIntervals cycleIntervals(const std::vector<int64_t> &startsNs, int64_t nowN
     std::sort(intervals.begin(), intervals.end());
     const std::size_t size = intervals.size();
     const double middle = size % 2 ? double(intervals[size / 2])
-                                    : (double(intervals[size / 2 - 1]) + double(intervals[size / 2])) / 2.0;
+                                   : (double(intervals[size / 2 - 1]) + double(intervals[size / 2])) / 2.0;
     result.medianMs = middle / 1e6;
     // Nearest rank: the smallest interval with at least 99 % of them at or below it.
     const std::size_t rank = std::size_t(std::ceil(0.99 * double(size)));
@@ -30,7 +30,8 @@ CycleIntervals cycleIntervals(const std::vector<int64_t> &startsNs, int64_t nowN
 }
 
 int64_t steadyClockNs() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
         .count();
 }
 
@@ -39,8 +40,9 @@ QString cycleFiguresLine(const CycleIntervals &intervals, int64_t telemetryAgeNs
                                                : QStringLiteral("cycle %1 ms p99 %2")
                                                      .arg(intervals.medianMs, 0, 'f', 1)
                                                      .arg(intervals.p99Ms, 0, 'f', 1);
-    const QString age = telemetryAgeNs < 0 ? QStringLiteral("telemetry age \u2013")
-                                           : QStringLiteral("telemetry age %1 ms").arg(telemetryAgeNs / 1000000);
+    const QString age = telemetryAgeNs < 0
+                            ? QStringLiteral("telemetry age \u2013")
+                            : QStringLiteral("telemetry age %1 ms").arg(telemetryAgeNs / 1000000);
     return cycle + QStringLiteral(" \u00b7 ") + age;
 }
 

@@ -8,9 +8,9 @@ class CycleFigures;
 
 // The device cycle's interval over a time window, from the cycles' start times.
 struct CycleIntervals {
-    int count = 0;          // intervals in the window
+    int count = 0; // intervals in the window
     double medianMs = 0;
-    double p99Ms = 0;       // the interval 99 % of the window's intervals do not exceed
+    double p99Ms = 0; // the interval 99 % of the window's intervals do not exceed
 };
 
 // Intervals between the starts that fall in (nowNs - windowNs, nowNs]; starts are oldest first.

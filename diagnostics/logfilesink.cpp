@@ -15,7 +15,8 @@ QtMessageHandler previousHandler = nullptr;
 
 void messageHandler(QtMsgType type, const QMessageLogContext &context, const QString &message) {
     if (LogFileSink *sink = installedSink.load(std::memory_order_acquire))
-        sink->append(LogFileSink::formatLine(type, context.category, message, QDateTime::currentMSecsSinceEpoch()));
+        sink->append(
+            LogFileSink::formatLine(type, context.category, message, QDateTime::currentMSecsSinceEpoch()));
     if (previousHandler)
         previousHandler(type, context, message);
 }
@@ -196,8 +197,9 @@ void LogFileSink::run() {
             droppedLines = 0;
         }
         if (dropped > 0)
-            batch.insert(batch.begin(), QByteArrayLiteral("(") + QByteArray::number(dropped) +
-                                            QByteArrayLiteral(" log lines were lost: the disk did not keep up)\n"));
+            batch.insert(batch.begin(),
+                         QByteArrayLiteral("(") + QByteArray::number(dropped) +
+                             QByteArrayLiteral(" log lines were lost: the disk did not keep up)\n"));
         const quint64 count = batch.size() - (dropped > 0 ? 1 : 0);
         for (const QByteArray &line : batch) {
             if (rotateAt > 0 && fileSize > 0 && fileSize + line.size() > rotateAt) {

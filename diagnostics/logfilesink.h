@@ -29,8 +29,8 @@ public:
 
     using ErrorOutput = std::function<void(const QString &line)>;
 
-    explicit LogFileSink(const QString &folder, qint64 rotateBytes = DefaultRotateBytes, int keep = DefaultKeep,
-                         ErrorOutput errorOutput = {});
+    explicit LogFileSink(const QString &folder, qint64 rotateBytes = DefaultRotateBytes,
+                         int keep = DefaultKeep, ErrorOutput errorOutput = {});
     ~LogFileSink();
     LogFileSink(const LogFileSink &) = delete;
     LogFileSink &operator=(const LogFileSink &) = delete;
@@ -50,7 +50,8 @@ public:
     static QString defaultFolder();
 
     // "2026-11-25T09:05:51.123Z warning quillar.telemetry.msfs: text\n": UTC time, level, category, message.
-    static QByteArray formatLine(QtMsgType type, const char *category, const QString &message, qint64 msecsSinceEpoch);
+    static QByteArray formatLine(QtMsgType type, const char *category, const QString &message,
+                                 qint64 msecsSinceEpoch);
 
     // Sends every Qt log message to `sink` as well as to the handler installed before (standard error). Null:
     // back to the previous handler alone. The sink must outlive its installation.

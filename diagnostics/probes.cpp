@@ -22,8 +22,7 @@ QString secondsText(int timeoutMs) {
 
 // Runs a local event loop until `done` says so or the time is up; the fakes in the tests and the sockets
 // here share whatever thread this runs on.
-template <typename Done>
-bool waitUntil(QElapsedTimer &clock, int timeoutMs, QObject *source, Done &&done) {
+template <typename Done> bool waitUntil(QElapsedTimer &clock, int timeoutMs, QObject *source, Done &&done) {
     if (done())
         return true;
     const qint64 left = timeoutMs - clock.elapsed();
@@ -58,7 +57,8 @@ ProbeResult answered(const QString &what, const QElapsedTimer &clock) {
 ProbeResult failedTcp(QTcpSocket &socket, int timeoutMs, const QString &silent) {
     if (socket.error() == QAbstractSocket::ConnectionRefusedError)
         return {false, QStringLiteral("connection refused")};
-    if (socket.state() != QAbstractSocket::ConnectedState && socket.error() != QAbstractSocket::UnknownSocketError &&
+    if (socket.state() != QAbstractSocket::ConnectedState &&
+        socket.error() != QAbstractSocket::UnknownSocketError &&
         socket.error() != QAbstractSocket::SocketTimeoutError)
         return {false, socket.errorString()};
     if (socket.state() != QAbstractSocket::ConnectedState)
@@ -87,7 +87,8 @@ ProbeResult probeSimConnect(const SimConnectEndpoint &endpoint, int timeoutMs) {
     socket.connectToHost(endpoint.address, endpoint.port);
     bool refused = false;
     QObject::connect(&socket, &QAbstractSocket::errorOccurred, [&](QAbstractSocket::SocketError error) {
-        refused = refused || error == QAbstractSocket::ConnectionRefusedError || error == QAbstractSocket::HostNotFoundError;
+        refused = refused || error == QAbstractSocket::ConnectionRefusedError ||
+                  error == QAbstractSocket::HostNotFoundError;
     });
     if (!waitUntil(clock, timeoutMs, &socket,
                    [&] { return refused || socket.state() == QAbstractSocket::ConnectedState; }) ||
@@ -100,15 +101,17 @@ ProbeResult probeSimConnect(const SimConnectEndpoint &endpoint, int timeoutMs) {
         stream += socket.readAll();
         for (;;) {
             uint32_t size = 0;
-            const auto frame = SimConnectWire::inspectFrame(reinterpret_cast<const unsigned char *>(stream.constData()),
-                                                            std::size_t(stream.size()), size);
+            const auto frame =
+                SimConnectWire::inspectFrame(reinterpret_cast<const unsigned char *>(stream.constData()),
+                                             std::size_t(stream.size()), size);
             if (frame == SimConnectWire::Frame::Invalid) {
                 openId = UINT32_MAX;
                 return true;
             }
             if (frame != SimConnectWire::Frame::Complete)
                 return socket.state() != QAbstractSocket::ConnectedState;
-            openId = SimConnectWire::readUint32(reinterpret_cast<const unsigned char *>(stream.constData()) + 8);
+            openId =
+                SimConnectWire::readUint32(reinterpret_cast<const unsigned char *>(stream.constData()) + 8);
             if (openId == SimConnectWire::IdOpen || openId == SimConnectWire::IdException)
                 return true;
             stream.remove(0, int(size));
@@ -116,7 +119,8 @@ ProbeResult probeSimConnect(const SimConnectEndpoint &endpoint, int timeoutMs) {
     };
     if (!waitUntil(clock, timeoutMs, &socket, gotAnswer) || openId == 0) {
         if (socket.state() != QAbstractSocket::ConnectedState)
-            return {false, QStringLiteral("accepted the connection, then closed it without answering the open")};
+            return {false,
+                    QStringLiteral("accepted the connection, then closed it without answering the open")};
         return {false, QStringLiteral("accepted the connection, but did not answer the open within %1")
                            .arg(secondsText(timeoutMs))};
     }
@@ -193,7 +197,9 @@ ProbeResult probeWarThunder(const QHostAddress &host, quint16 port, int timeoutM
         return {false, QStringLiteral("answered, but not with HTTP")};
     if (socket.state() != QAbstractSocket::ConnectedState)
         return {false, QStringLiteral("accepted the connection, then closed it without answering")};
-    return {false, QStringLiteral("accepted the connection, but did not answer within %1").arg(secondsText(timeoutMs))};
+    return {
+        false,
+        QStringLiteral("accepted the connection, but did not answer within %1").arg(secondsText(timeoutMs))};
 }
 
 QList<SimConnectEndpoint> simConnectEndpoints(const QString &workingFolder, const QString &dataFolder) {
@@ -228,7 +234,9 @@ QList<Check> networkChecks(const NetworkTargets &targets, int timeoutMs) {
     add(QStringLiteral("X-Plane %1:%2").arg(targets.xplaneHost.toString()).arg(targets.xplanePort),
         probeXPlane(targets.xplaneHost, targets.xplanePort, timeoutMs),
         QStringLiteral("start X-Plane; if it runs on another machine, set [xplane] host in quillar.conf"));
-    add(QStringLiteral("War Thunder %1:%2").arg(targets.warthunderHost.toString()).arg(targets.warthunderPort),
+    add(QStringLiteral("War Thunder %1:%2")
+            .arg(targets.warthunderHost.toString())
+            .arg(targets.warthunderPort),
         probeWarThunder(targets.warthunderHost, targets.warthunderPort, timeoutMs),
         QStringLiteral("start War Thunder and enter a battle or a test flight"));
     return checks;

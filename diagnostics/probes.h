@@ -26,8 +26,8 @@ ProbeResult probeXPlane(const QHostAddress &host, quint16 port, int timeoutMs = 
 // Asks War Thunder's local web server for /state; answered by any HTTP response.
 ProbeResult probeWarThunder(const QHostAddress &host, quint16 port, int timeoutMs = ProbeTimeoutMs);
 
-// The SimConnect endpoints the program would try, in order: the SimConnect.cfg in `workingFolder`, else the one
-// in `dataFolder`, else 127.0.0.1:29779 and then 127.0.0.1:500.
+// The SimConnect endpoints the program would try, in order: the SimConnect.cfg in `workingFolder`, else the
+// one in `dataFolder`, else 127.0.0.1:29779 and then 127.0.0.1:500.
 QList<SimConnectEndpoint> simConnectEndpoints(const QString &workingFolder, const QString &dataFolder);
 
 struct NetworkTargets {

@@ -36,10 +36,11 @@ QString Report::text() const {
             group = check.group;
             out += (out.isEmpty() ? QString() : QStringLiteral("\n")) + group + QLatin1Char('\n');
         }
-        out += QStringLiteral("  ") + verdictWord(check.verdict).leftJustified(9) + check.name.leftJustified(nameWidth) +
-               QStringLiteral("  ") + check.detail + QLatin1Char('\n');
+        out += QStringLiteral("  ") + verdictWord(check.verdict).leftJustified(9) +
+               check.name.leftJustified(nameWidth) + QStringLiteral("  ") + check.detail + QLatin1Char('\n');
         if (!check.advice.isEmpty())
-            out += QString(11, QLatin1Char(' ')) + QStringLiteral("what to do: ") + check.advice + QLatin1Char('\n');
+            out += QString(11, QLatin1Char(' ')) + QStringLiteral("what to do: ") + check.advice +
+                   QLatin1Char('\n');
     }
     const int problems = count(Verdict::Problem);
     const int warnings = count(Verdict::Warning);

@@ -18,12 +18,15 @@ QList<Check> simulatorChecks(const QString &home, const QByteArray &dcsScript) {
             const Assessment assessment = engine.assess(installation);
             Check check;
             check.group = QStringLiteral("simulators");
-            check.name = simulatorName(simulator) +
-                         (installation.variant.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(installation.variant));
+            check.name = simulatorName(simulator) + (installation.variant.isEmpty()
+                                                         ? QString()
+                                                         : QStringLiteral(" (%1)").arg(installation.variant));
             check.detail = stateText(assessment.state) + QStringLiteral(": ") + installation.folder;
             if (!assessment.problems.isEmpty())
-                check.detail += QStringLiteral(" (") + assessment.problems.join(QStringLiteral("; ")) + QLatin1Char(')');
-            const QString install = QStringLiteral("run 'quillar-setup install %1'").arg(simulatorKey(simulator));
+                check.detail +=
+                    QStringLiteral(" (") + assessment.problems.join(QStringLiteral("; ")) + QLatin1Char(')');
+            const QString install =
+                QStringLiteral("run 'quillar-setup install %1'").arg(simulatorKey(simulator));
             switch (assessment.state) {
             case State::Ready:
             case State::NothingToSetUp:

@@ -71,7 +71,8 @@ QByteArray SupportBundle::hideHome(const QByteArray &text, const QString &home) 
             homes.append(candidate);
     }
     // The longer first, so a real path that contains the link's does not leave a piece behind.
-    std::sort(homes.begin(), homes.end(), [](const QString &a, const QString &b) { return a.size() > b.size(); });
+    std::sort(homes.begin(), homes.end(),
+              [](const QString &a, const QString &b) { return a.size() > b.size(); });
     QByteArray result = text;
     for (const QString &candidate : homes)
         result.replace(candidate.toUtf8(), QByteArrayLiteral("~"));
@@ -103,18 +104,21 @@ bool SupportBundle::write(const QString &path, QString *error) const {
         if (result != ARCHIVE_OK)
             break;
         struct archive_entry *entry = archive_entry_new();
-        archive_entry_set_pathname_utf8(entry, (topFolder() + QLatin1Char('/') + file.name).toUtf8().constData());
+        archive_entry_set_pathname_utf8(entry,
+                                        (topFolder() + QLatin1Char('/') + file.name).toUtf8().constData());
         archive_entry_set_filetype(entry, AE_IFREG);
         archive_entry_set_perm(entry, 0644);
         archive_entry_set_size(entry, file.content.size());
         archive_entry_set_mtime(entry, time_t(now), 0);
         result = archive_write_header(archive, entry);
         if (result == ARCHIVE_OK && !file.content.isEmpty() &&
-            archive_write_data(archive, file.content.constData(), size_t(file.content.size())) != file.content.size())
+            archive_write_data(archive, file.content.constData(), size_t(file.content.size())) !=
+                file.content.size())
             result = ARCHIVE_FATAL;
         archive_entry_free(entry);
     }
-    const QString archiveError = result == ARCHIVE_OK ? QString() : QString::fromUtf8(archive_error_string(archive));
+    const QString archiveError =
+        result == ARCHIVE_OK ? QString() : QString::fromUtf8(archive_error_string(archive));
     if (archive_write_close(archive) != ARCHIVE_OK && result == ARCHIVE_OK)
         result = ARCHIVE_FATAL;
     archive_write_free(archive);
@@ -171,7 +175,8 @@ void addCommonParts(SupportBundle &bundle, const BundleSources &sources) {
     // The log files, the current one first; what is missing or unreadable is said in logs/missing.txt.
     QStringList notes;
     const QString log = QDir(sources.logFolder).filePath(QStringLiteral("quillar.log"));
-    for (const QString &name : {log, log + QStringLiteral(".1"), log + QStringLiteral(".2"), log + QStringLiteral(".3")}) {
+    for (const QString &name :
+         {log, log + QStringLiteral(".1"), log + QStringLiteral(".2"), log + QStringLiteral(".3")}) {
         if (!QFileInfo::exists(name))
             continue;
         QString why;
@@ -184,7 +189,8 @@ void addCommonParts(SupportBundle &bundle, const BundleSources &sources) {
     if (!QFileInfo::exists(log))
         notes.append(QStringLiteral("no log file at %1").arg(log));
     if (!notes.isEmpty())
-        bundle.addText(QStringLiteral("logs/missing.txt"), (notes.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8());
+        bundle.addText(QStringLiteral("logs/missing.txt"),
+                       (notes.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8());
 
     // The profiles: their names, and the active one's content.
     QString list;
@@ -205,14 +211,16 @@ void addCommonParts(SupportBundle &bundle, const BundleSources &sources) {
 
     for (const QString &settings : sources.settingsFiles)
         if (QFileInfo(settings).isFile())
-            bundle.addText(QStringLiteral("settings/") + QFileInfo(settings).fileName(), readSmallFile(settings));
+            bundle.addText(QStringLiteral("settings/") + QFileInfo(settings).fileName(),
+                           readSmallFile(settings));
 }
 
 QString versionsText(const QString &program) {
     QString text;
     text += QStringLiteral("program: %1 %2\n").arg(program, QStringLiteral(QUILLAR_VERSION));
     text += QStringLiteral("build id: %1\n").arg(QStringLiteral(QUILLAR_BUILD_ID));
-    text += QStringLiteral("Qt: %1 (built with %2)\n").arg(QString::fromLatin1(qVersion()), QStringLiteral(QT_VERSION_STR));
+    text += QStringLiteral("Qt: %1 (built with %2)\n")
+                .arg(QString::fromLatin1(qVersion()), QStringLiteral(QT_VERSION_STR));
     text += QStringLiteral("hidapi: %1 (built with)\n").arg(QStringLiteral(HID_API_VERSION_STR));
     text += QStringLiteral("kernel: %1 %2\n").arg(QSysInfo::kernelType(), QSysInfo::kernelVersion());
     text += QStringLiteral("distribution: %1\n").arg(QSysInfo::prettyProductName());

@@ -49,12 +49,12 @@ bool readArchive(const QString &path, QList<SupportBundle::File> *files, QString
 // What goes into every bundle, from the terminal or the window.
 struct BundleSources {
     QString home;
-    QString versions;       // versionsText()
-    QString report;         // the diagnostics report
-    QString setupStatus;    // what `quillar-setup status` prints
-    QString logFolder;      // the log files quillar.log, .1, .2, .3
-    QString profileFolder;  // effect_profiles
-    QString activeProfile;  // a file name in profileFolder; empty when none is active
+    QString versions;          // versionsText()
+    QString report;            // the diagnostics report
+    QString setupStatus;       // what `quillar-setup status` prints
+    QString logFolder;         // the log files quillar.log, .1, .2, .3
+    QString profileFolder;     // effect_profiles
+    QString activeProfile;     // a file name in profileFolder; empty when none is active
     QStringList settingsFiles; // quillar.conf, SimConnect.cfg, ...: those that exist go in
 };
 void addCommonParts(SupportBundle &bundle, const BundleSources &sources);

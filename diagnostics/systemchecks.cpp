@@ -27,9 +27,10 @@ QString trimmed(const QByteArray &bytes) {
 }
 
 QString udevAdvice() {
-    return QStringLiteral("install the udev rule (sudo install -m 644 /usr/share/vortane-quillar/%1 "
-                          "/etc/udev/rules.d/ && sudo udevadm control --reload-rules), then unplug and re-plug the "
-                          "device")
+    return QStringLiteral(
+               "install the udev rule (sudo install -m 644 /usr/share/vortane-quillar/%1 "
+               "/etc/udev/rules.d/ && sudo udevadm control --reload-rules), then unplug and re-plug the "
+               "device")
         .arg(QLatin1String(RuleFile));
 }
 
@@ -37,7 +38,8 @@ QString udevAdvice() {
 const QStringList &ruleFolders() {
     static const QStringList folders{QStringLiteral("/etc/udev/rules.d"), QStringLiteral("/run/udev/rules.d"),
                                      QStringLiteral("/usr/local/lib/udev/rules.d"),
-                                     QStringLiteral("/usr/lib/udev/rules.d"), QStringLiteral("/lib/udev/rules.d")};
+                                     QStringLiteral("/usr/lib/udev/rules.d"),
+                                     QStringLiteral("/lib/udev/rules.d")};
     return folders;
 }
 
@@ -57,7 +59,9 @@ bool ruleCovers(const QByteArray &content, const DeviceId &device) {
 } // namespace
 
 QString ProcessTable::Holder::describe() const {
-    const QString shown = !name.isEmpty() ? name : !executable.isEmpty() ? executable : QStringLiteral("an unnamed program");
+    const QString shown = !name.isEmpty()         ? name
+                          : !executable.isEmpty() ? executable
+                                                  : QStringLiteral("an unnamed program");
     return QStringLiteral("%1 (pid %2)").arg(shown).arg(pid);
 }
 
@@ -92,7 +96,8 @@ ProcessTable::ProcessTable(const SystemView &view) {
 }
 
 QList<DeviceId> quillarDevices() {
-    return {{0x045B, 0x58F9, QStringLiteral("joystick base")}, {0x045B, 0x5968, QStringLiteral("rudder pedals")}};
+    return {{0x045B, 0x58F9, QStringLiteral("joystick base")},
+            {0x045B, 0x5968, QStringLiteral("rudder pedals")}};
 }
 
 QList<Check> deviceChecks(const SystemView &view, const ProcessTable &processes) {
@@ -106,10 +111,12 @@ QList<Check> deviceChecks(const SystemView &view, const ProcessTable &processes)
         usb.append({trimmed(view.readFile(base + QStringLiteral("/idVendor"))).toLower(),
                     trimmed(view.readFile(base + QStringLiteral("/idProduct"))).toLower()});
     }
-    // hidraw nodes: the HID_ID line of /sys/class/hidraw/hidrawN/device/uevent, e.g. HID_ID=0003:0000045B:000058F9.
+    // hidraw nodes: the HID_ID line of /sys/class/hidraw/hidrawN/device/uevent, e.g.
+    // HID_ID=0003:0000045B:000058F9.
     QList<QPair<QString, QString>> hidraw; // node name, HID_ID in lower case
     for (const QString &node : view.list(QStringLiteral("/sys/class/hidraw"))) {
-        const QByteArray uevent = view.readFile(QStringLiteral("/sys/class/hidraw/%1/device/uevent").arg(node));
+        const QByteArray uevent =
+            view.readFile(QStringLiteral("/sys/class/hidraw/%1/device/uevent").arg(node));
         for (const QByteArray &line : uevent.split('\n'))
             if (line.startsWith("HID_ID="))
                 hidraw.append({node, QString::fromLatin1(line.mid(7)).trimmed().toLower()});
@@ -128,13 +135,15 @@ QList<Check> deviceChecks(const SystemView &view, const ProcessTable &processes)
         const DeviceId &device = devices[index];
         Check check;
         check.group = group;
-        check.name = QStringLiteral("%1 %2:%3").arg(device.name, hex4(device.vendor).toUpper(),
-                                                     hex4(device.product).toUpper());
+        check.name = QStringLiteral("%1 %2:%3")
+                         .arg(device.name, hex4(device.vendor).toUpper(), hex4(device.product).toUpper());
         if (!present[index]) {
-            // Many fly without pedals: one device missing is worth a warning; no device at all is the problem.
+            // Many fly without pedals: one device missing is worth a warning; no device at all is the
+            // problem.
             check.verdict = missing == devices.size() ? Verdict::Problem : Verdict::Warning;
             check.detail = QStringLiteral("not found on USB");
-            check.advice = QStringLiteral("plug it in (directly, not through an unpowered hub) and check again");
+            check.advice =
+                QStringLiteral("plug it in (directly, not through an unpowered hub) and check again");
             checks.append(check);
             continue;
         }
@@ -166,8 +175,9 @@ QList<Check> deviceChecks(const SystemView &view, const ProcessTable &processes)
         for (const QString &node : nodes) {
             const QString path = QStringLiteral("/dev/") + node;
             if (!view.exists(path)) {
-                worsen(Verdict::Warning, QStringLiteral("%1 disappeared while it was checked").arg(path),
-                       QStringLiteral("check again; if it keeps disappearing, try another USB port or cable"));
+                worsen(
+                    Verdict::Warning, QStringLiteral("%1 disappeared while it was checked").arg(path),
+                    QStringLiteral("check again; if it keeps disappearing, try another USB port or cable"));
                 continue;
             }
             if (!view.canReadWrite(path)) {
@@ -231,7 +241,8 @@ QList<Check> deviceChecks(const SystemView &view, const ProcessTable &processes)
 }
 
 QList<TelemetryPort> telemetryPorts() {
-    return {{29777, QStringLiteral("IL-2")}, {29778, QStringLiteral("DCS")}, {55278, QStringLiteral("Condor 2")}};
+    return {
+        {29777, QStringLiteral("IL-2")}, {29778, QStringLiteral("DCS")}, {55278, QStringLiteral("Condor 2")}};
 }
 
 QList<Check> portChecks(const SystemView &view, const ProcessTable &processes) {
@@ -291,18 +302,21 @@ QList<Check> portChecks(const SystemView &view, const ProcessTable &processes) {
         if (!others.isEmpty()) {
             check.verdict = Verdict::Problem;
             check.detail = QStringLiteral("held by %1").arg(others.join(QStringLiteral(", ")));
-            check.advice = QStringLiteral("close %1: while it holds the port, %2's data does not reach Vortane Quillar")
-                               .arg(otherName, port.simulator);
+            check.advice =
+                QStringLiteral("close %1: while it holds the port, %2's data does not reach Vortane Quillar")
+                    .arg(otherName, port.simulator);
         } else if (unknown && processes.hiddenProcesses() > 0) {
             check.verdict = Verdict::Problem;
             check.detail = QStringLiteral("held by another user's program (uid %1)").arg(unknownUid);
-            check.advice = QStringLiteral("ask who runs it, or find it with 'sudo ss -ulpn sport = :%1'").arg(port.port);
+            check.advice =
+                QStringLiteral("ask who runs it, or find it with 'sudo ss -ulpn sport = :%1'").arg(port.port);
         } else if (unknown && ours.isEmpty()) {
             check.verdict = Verdict::Warning;
             check.detail = QStringLiteral("held by a program that closed it while it was checked");
             check.advice = QStringLiteral("check again");
         } else if (!ours.isEmpty()) {
-            check.detail = QStringLiteral("in use by Vortane Quillar, %1").arg(ours.join(QStringLiteral(", ")));
+            check.detail =
+                QStringLiteral("in use by Vortane Quillar, %1").arg(ours.join(QStringLiteral(", ")));
         } else {
             check.detail = QStringLiteral("free");
         }

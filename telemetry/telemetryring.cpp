@@ -8,7 +8,8 @@ TelemetryRing &TelemetryRing::instance() {
 }
 
 int64_t TelemetryRing::steadyNs() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
         .count();
 }
 
@@ -34,8 +35,8 @@ int TelemetryRing::size() const {
     return int(entries.size());
 }
 
-void TelemetryRing::append(Telemetry::Source source, TelemetryRecording::Kind kind, const char *data, qint64 size,
-                           int64_t nowNs) {
+void TelemetryRing::append(Telemetry::Source source, TelemetryRecording::Kind kind, const char *data,
+                           qint64 size, int64_t nowNs) {
     if (size < 0 || size > qint64(TelemetryRecording::MaxPayloadSize) || size > MaxBytes)
         return;
     QMutexLocker locker(&mutex);
@@ -69,7 +70,8 @@ QByteArray TelemetryRing::recording() const {
 std::array<int, Telemetry::SourceCount> TelemetryRing::countsSince(int64_t nowNs, int64_t windowNs) const {
     std::array<int, Telemetry::SourceCount> counts{};
     QMutexLocker locker(&mutex);
-    for (auto entry = entries.rbegin(); entry != entries.rend() && entry->arrivedNs > nowNs - windowNs; ++entry)
+    for (auto entry = entries.rbegin(); entry != entries.rend() && entry->arrivedNs > nowNs - windowNs;
+         ++entry)
         if (entry->source < counts.size() && entry->arrivedNs <= nowNs)
             ++counts[entry->source];
     return counts;

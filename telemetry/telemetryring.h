@@ -37,14 +37,16 @@ public:
     // The steady-clock time the newest record reached a source (0: none yet).
     static int64_t lastArrivalNs() { return instance().lastArrival.load(std::memory_order_relaxed); }
 
-    // What the ring holds as a recording file (docs/recordings.md), arrival times from the oldest record kept.
+    // What the ring holds as a recording file (docs/recordings.md), arrival times from the oldest record
+    // kept.
     QByteArray recording() const;
     // Records per source (index = Telemetry::Source) that arrived in the last `windowNs` before `nowNs`.
     std::array<int, Telemetry::SourceCount> countsSince(int64_t nowNs, int64_t windowNs) const;
     int size() const;
     void clear();
 
-    void append(Telemetry::Source source, TelemetryRecording::Kind kind, const char *data, qint64 size, int64_t nowNs);
+    void append(Telemetry::Source source, TelemetryRecording::Kind kind, const char *data, qint64 size,
+                int64_t nowNs);
     static int64_t steadyNs();
 
 private:

@@ -8,8 +8,9 @@ CycleFiguresLabel::CycleFiguresLabel(const CycleFigures *figures, QWidget *paren
     : QLabel(parent), figures(figures), timer(new QTimer(this)) {
     setObjectName(QStringLiteral("cycle_figures_label"));
     setTextInteractionFlags(Qt::TextSelectableByMouse);
-    setToolTip(tr("The device cycle's interval over the last 10 s (median and 99th percentile), and how old the "
-                  "telemetry was when the last force report went to the device"));
+    setToolTip(
+        tr("The device cycle's interval over the last 10 s (median and 99th percentile), and how old the "
+           "telemetry was when the last force report went to the device"));
     connect(timer, &QTimer::timeout, this, &CycleFiguresLabel::refresh);
     refresh();
 }

@@ -5,8 +5,9 @@
 class CycleFigures;
 class QTimer;
 
-// The Forces view's header: "cycle 10.0 ms p99 10.6 · telemetry age 14 ms", the device cycle's interval over the
-// last 10 s and the telemetry's age at the last report. Refreshed twice a second, only while it is visible.
+// The Forces view's header: "cycle 10.0 ms p99 10.6 · telemetry age 14 ms", the device cycle's interval over
+// the last 10 s and the telemetry's age at the last report. Refreshed twice a second, only while it is
+// visible.
 class CycleFiguresLabel : public QLabel {
     Q_OBJECT
 

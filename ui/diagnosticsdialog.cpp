@@ -42,7 +42,8 @@ const char *const SourceNames[] = {"", "MSFS", "DCS", "IL-2", "War Thunder", "Co
 
 } // namespace
 
-DiagnosticsDialog::DiagnosticsDialog(Sources given, QWidget *parent) : QDialog(parent), sources(std::move(given)) {
+DiagnosticsDialog::DiagnosticsDialog(Sources given, QWidget *parent)
+    : QDialog(parent), sources(std::move(given)) {
     setWindowTitle(tr("Diagnostics"));
     auto *layout = new QVBoxLayout(this);
 
@@ -108,7 +109,8 @@ DiagnosticsDialog::DiagnosticsDialog(Sources given, QWidget *parent) : QDialog(p
 }
 
 DiagnosticsDialog::~DiagnosticsDialog() {
-    // The checks hold no pointer into the dialog, but the watcher must not report to a dialog being destroyed.
+    // The checks hold no pointer into the dialog, but the watcher must not report to a dialog being
+    // destroyed.
     watcher.disconnect(this);
     watcher.waitForFinished();
 }

@@ -14,19 +14,20 @@ class QPushButton;
 class QTimer;
 class QTreeWidget;
 
-// The "Diagnostics" window: the same checks as `quillar-setup doctor`, each with ok / warning / problem and what
-// to do; live figures of the running program (records per source in the last 5 s, the device cycle's interval,
-// the telemetry's age at the last report, the last failed device write); and "Save support bundle…".
+// The "Diagnostics" window: the same checks as `quillar-setup doctor`, each with ok / warning / problem and
+// what to do; live figures of the running program (records per source in the last 5 s, the device cycle's
+// interval, the telemetry's age at the last report, the last failed device write); and "Save support
+// bundle…".
 class DiagnosticsDialog : public QDialog {
     Q_OBJECT
 
 public:
     struct Sources {
         Diagnostics::DoctorSetting setting;
-        const CycleFigures *figures = nullptr;         // none: no live cycle figures
-        std::function<QString()> activeProfile;        // the active profile's file name
-        std::function<QByteArray()> forcesCsv;         // the Forces view's last 10 s; none: left out
-        bool includeTelemetry = true;                  // the last minute of telemetry as a recording
+        const CycleFigures *figures = nullptr;  // none: no live cycle figures
+        std::function<QString()> activeProfile; // the active profile's file name
+        std::function<QByteArray()> forcesCsv;  // the Forces view's last 10 s; none: left out
+        bool includeTelemetry = true;           // the last minute of telemetry as a recording
     };
 
     explicit DiagnosticsDialog(Sources sources, QWidget *parent = nullptr);

@@ -36,8 +36,8 @@ private slots:
         // The MSFS source says at debug level that nothing answers: a line that comes without a simulator.
         environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("quillar.*.debug=true"));
         QProcess program;
-        startProgram(program, scratch.filePath(QStringLiteral("work")), scratch.filePath(QStringLiteral("hid")), {},
-                     environment);
+        startProgram(program, scratch.filePath(QStringLiteral("work")),
+                     scratch.filePath(QStringLiteral("hid")), {}, environment);
         QVERIFY2(program.waitForStarted(30000), qPrintable(program.errorString()));
         const QString log = scratch.filePath(QStringLiteral("state/vortane-quillar/quillar.log"));
         QTRY_VERIFY_WITH_TIMEOUT(readAll(log).contains(" quillar.telemetry.msfs: "), 20000);
@@ -64,11 +64,12 @@ private slots:
         QProcessEnvironment environment;
         environment.insert(QStringLiteral("XDG_STATE_HOME"), scratch.filePath(QStringLiteral("state")));
         QProcess program;
-        startProgram(program, scratch.filePath(QStringLiteral("work")), scratch.filePath(QStringLiteral("hid")), {},
-                     environment);
+        startProgram(program, scratch.filePath(QStringLiteral("work")),
+                     scratch.filePath(QStringLiteral("hid")), {}, environment);
         QVERIFY2(program.waitForStarted(30000), qPrintable(program.errorString()));
         QByteArray output;
-        QTRY_VERIFY_WITH_TIMEOUT((output += program.readAll()).contains("the log goes to standard error only\n"), 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (output += program.readAll()).contains("the log goes to standard error only\n"), 20000);
         // Still running a while later, and still logging to standard error.
         QTest::qWait(1500);
         QCOMPARE(program.state(), QProcess::Running);

@@ -56,9 +56,11 @@ public:
         plug(QStringLiteral("1-3"), QStringLiteral("5968"), QStringLiteral("hidraw4"));
     }
     void installRule() const {
-        write(QStringLiteral("/etc/udev/rules.d/70-vortane-quillar.rules"),
-              "SUBSYSTEM==\"hidraw\", ATTRS{idVendor}==\"045b\", ATTRS{idProduct}==\"58f9\", TAG+=\"uaccess\"\n"
-              "SUBSYSTEM==\"hidraw\", ATTRS{idVendor}==\"045b\", ATTRS{idProduct}==\"5968\", TAG+=\"uaccess\"\n");
+        write(
+            QStringLiteral("/etc/udev/rules.d/70-vortane-quillar.rules"),
+            "SUBSYSTEM==\"hidraw\", ATTRS{idVendor}==\"045b\", ATTRS{idProduct}==\"58f9\", TAG+=\"uaccess\"\n"
+            "SUBSYSTEM==\"hidraw\", ATTRS{idVendor}==\"045b\", ATTRS{idProduct}==\"5968\", "
+            "TAG+=\"uaccess\"\n");
     }
     // A process with its name and executable, holding the given link targets open.
     void process(int pid, const QByteArray &name, const QString &executable, const QStringList &open) const {
@@ -72,14 +74,17 @@ public:
     }
     // /proc/net/udp with one line per (port, inode, uid).
     void udp(const QList<std::tuple<quint16, int, int>> &sockets, bool six = false) const {
-        QByteArray table = "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  "
-                           "timeout inode\n";
+        QByteArray table =
+            "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  "
+            "timeout inode\n";
         int line = 0;
         for (const auto &[port, inode, uid] : sockets)
-            table += QStringLiteral("  %1: %2:%3 00000000:0000 07 00000000:00000000 00:00000000 00000000 %4 0 %5 2 "
-                                    "0000000000000000 0\n")
+            table += QStringLiteral(
+                         "  %1: %2:%3 00000000:0000 07 00000000:00000000 00:00000000 00000000 %4 0 %5 2 "
+                         "0000000000000000 0\n")
                          .arg(line++)
-                         .arg(six ? QStringLiteral("00000000000000000000000000000000") : QStringLiteral("0100007F"))
+                         .arg(six ? QStringLiteral("00000000000000000000000000000000")
+                                  : QStringLiteral("0100007F"))
                          .arg(port, 4, 16, QLatin1Char('0'))
                          .arg(uid, 5)
                          .arg(inode)
@@ -99,8 +104,5 @@ public:
         }
         return SystemView::list(path, status);
     }
-    bool canReadWrite(const QString &path) const override {
-        return !noAccess.contains(path) && exists(path);
-    }
-
+    bool canReadWrite(const QString &path) const override { return !noAccess.contains(path) && exists(path); }
 };

@@ -58,7 +58,8 @@ class TestDoctor : public QObject {
         Run run;
         QTextStream out(&run.out);
         QTextStream err(&run.err);
-        run.code = runDoctorCommand(QStringList{QStringLiteral("quillar-setup"), QStringLiteral("doctor")} + arguments,
+        run.code = runDoctorCommand(QStringList{QStringLiteral("quillar-setup"), QStringLiteral("doctor")} +
+                                        arguments,
                                     out, err, with);
         out.flush();
         err.flush();
@@ -81,12 +82,14 @@ private slots:
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(home + QStringLiteral("/.config")));
         qputenv("XDG_DATA_HOME", QFile::encodeName(home + QStringLiteral("/.local/share")));
         QVERIFY(writeFile(home + QStringLiteral("/.local/state/vortane-quillar/quillar.log"),
-                          "2026-11-25T09:00:00.000Z warning quillar.profiles: cannot read " +
-                              home.toUtf8() + "/.local/share/vortane-quillar/effect_profiles/x.json\n"));
+                          "2026-11-25T09:00:00.000Z warning quillar.profiles: cannot read " + home.toUtf8() +
+                              "/.local/share/vortane-quillar/effect_profiles/x.json\n"));
         QVERIFY(writeFile(home + QStringLiteral("/.local/state/vortane-quillar/quillar.log.1"), "older\n"));
-        QVERIFY(writeFile(home + QStringLiteral("/.config/vortane-quillar/quillar.conf"), "[xplane]\nport=49000\n"));
-        QVERIFY(writeFile(home + QStringLiteral("/.local/share/vortane-quillar/effect_profiles/GENERIC_soft.json"),
-                          "{\"metadata\": {}}\n"));
+        QVERIFY(writeFile(home + QStringLiteral("/.config/vortane-quillar/quillar.conf"),
+                          "[xplane]\nport=49000\n"));
+        QVERIFY(writeFile(
+            home + QStringLiteral("/.local/share/vortane-quillar/effect_profiles/GENERIC_soft.json"),
+            "{\"metadata\": {}}\n"));
         QVERIFY(silentTcp.listen(QHostAddress::LocalHost));
         silentTcp.pauseAccepting();
         QVERIFY(silentUdp.bind(QHostAddress::LocalHost, 0));
@@ -105,7 +108,8 @@ private slots:
         QVERIFY(run.out.contains(QStringLiteral("  ok       joystick base 045B:58F9 ")));
         QVERIFY(run.out.contains(QStringLiteral("\ntelemetry ports\n")));
         // The set-up engine's own words, as `quillar-setup status` prints them.
-        QVERIFY(run.out.contains(QStringLiteral("nothing to set up: ") + home + QStringLiteral("/X-Plane 11")));
+        QVERIFY(
+            run.out.contains(QStringLiteral("nothing to set up: ") + home + QStringLiteral("/X-Plane 11")));
         QVERIFY(run.out.contains(QStringLiteral("no installation found")));
         QVERIFY(run.out.contains(QStringLiteral("  warning  War Thunder 127.0.0.1:")));
         QVERIFY(run.out.endsWith(QStringLiteral(" ok\n")));
@@ -134,7 +138,8 @@ private slots:
             QCOMPARE(run.code, 2);
             QVERIFY(run.out.isEmpty());
             QVERIFY2(run.err.startsWith(QStringLiteral("quillar-setup: ")), qPrintable(run.err));
-            QVERIFY(run.err.contains(QStringLiteral("Usage: quillar-setup doctor [--home DIR] [--bundle FILE]\n")));
+            QVERIFY(run.err.contains(
+                QStringLiteral("Usage: quillar-setup doctor [--home DIR] [--bundle FILE]\n")));
         }
     }
 
@@ -162,7 +167,8 @@ private slots:
         const QString path = scratch.filePath(name);
         const Run run = doctor({QStringLiteral("--bundle"), path}, setting(tree));
         QCOMPARE(run.code, 0);
-        QVERIFY(run.out.contains(QStringLiteral("\nSupport bundle written to ") + path + QStringLiteral(":\n")));
+        QVERIFY(
+            run.out.contains(QStringLiteral("\nSupport bundle written to ") + path + QStringLiteral(":\n")));
 
         QList<SupportBundle::File> files;
         QString error;
@@ -172,8 +178,8 @@ private slots:
             names << file.name;
         const QString top = QStringLiteral("quillar-support/");
         QCOMPARE(names, QStringList({top + "versions.txt", top + "diagnostics.txt", top + "setup-status.txt",
-                                     top + "logs/quillar.log", top + "logs/quillar.log.1", top + "profiles/list.txt",
-                                     top + "settings/quillar.conf"}));
+                                     top + "logs/quillar.log", top + "logs/quillar.log.1",
+                                     top + "profiles/list.txt", top + "settings/quillar.conf"}));
         // The list printed is the archive's.
         for (const QString &entry : names)
             QVERIFY(run.out.contains(QStringLiteral("  ") + entry.mid(top.size()) + QStringLiteral("\n")));
@@ -195,7 +201,8 @@ private slots:
             QVERIFY2(content("versions.txt").contains(line), line);
         QVERIFY(content("diagnostics.txt").startsWith("devices\n"));
         QVERIFY(content("setup-status.txt").contains("xplane     ~/X-Plane 11  nothing to set up\n"));
-        QVERIFY(content("logs/quillar.log").contains("cannot read ~/.local/share/vortane-quillar/effect_profiles/x.json"));
+        QVERIFY(content("logs/quillar.log")
+                    .contains("cannot read ~/.local/share/vortane-quillar/effect_profiles/x.json"));
         QCOMPARE(content("logs/quillar.log.1"), QByteArray("older\n"));
         QCOMPARE(content("profiles/list.txt"),
                  QByteArray("profile folder: ~/.local/share/vortane-quillar/effect_profiles\n"
@@ -204,7 +211,8 @@ private slots:
     }
 
     void hideHomeLeavesOtherPathsAlone() {
-        QCOMPARE(SupportBundle::hideHome("/home/pilot/x and /home/pilotess/y, /home/pilot", QStringLiteral("/home/pilot/")),
+        QCOMPARE(SupportBundle::hideHome("/home/pilot/x and /home/pilotess/y, /home/pilot",
+                                         QStringLiteral("/home/pilot/")),
                  QByteArray("~/x and ~ess/y, ~"));
         QCOMPARE(SupportBundle::hideHome("/etc/x", QStringLiteral("/")), QByteArray("/etc/x"));
     }
@@ -217,7 +225,8 @@ private slots:
         environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
         environment.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/.local/share"));
         process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(QUILLAR_SETUP_TOOL), {QStringLiteral("doctor"), QStringLiteral("--frobnicate")});
+        process.start(QStringLiteral(QUILLAR_SETUP_TOOL),
+                      {QStringLiteral("doctor"), QStringLiteral("--frobnicate")});
         QVERIFY(process.waitForFinished(30000));
         QCOMPARE(process.exitCode(), 2);
         QCOMPARE(process.readAllStandardError(),
@@ -225,8 +234,8 @@ private slots:
                             "Usage: quillar-setup doctor [--home DIR] [--bundle FILE]\n"));
 
         const QString path = scratch.filePath(QStringLiteral("missing/bundle.zip"));
-        process.start(QStringLiteral(QUILLAR_SETUP_TOOL),
-                      {QStringLiteral("doctor"), QStringLiteral("--home"), home, QStringLiteral("--bundle"), path});
+        process.start(QStringLiteral(QUILLAR_SETUP_TOOL), {QStringLiteral("doctor"), QStringLiteral("--home"),
+                                                           home, QStringLiteral("--bundle"), path});
         QVERIFY(process.waitForFinished(30000));
         QCOMPARE(process.exitCode(), 2);
         QVERIFY(process.readAllStandardError().startsWith("quillar-setup: cannot write the support bundle " +

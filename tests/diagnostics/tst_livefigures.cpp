@@ -52,7 +52,8 @@ private slots:
     }
 
     void lineWithoutCyclesOrTelemetry() {
-        QCOMPARE(cycleFiguresLine(CycleIntervals{}, -1), QStringLiteral("cycle not running \u00b7 telemetry age \u2013"));
+        QCOMPARE(cycleFiguresLine(CycleIntervals{}, -1),
+                 QStringLiteral("cycle not running \u00b7 telemetry age \u2013"));
     }
 
     void figuresKeepTheLast1024Starts() {
@@ -96,10 +97,11 @@ private slots:
         QCOMPARE(figures->telemetryAgeAtLastReportNs(), int64_t(-1)); // no telemetry yet
         QCOMPARE(figures->writeErrors(), uint64_t(0));
 
-        // A record reaches a source, its telemetry reaches the worker 30 ms later, then a cycle: the age at the
-        // report counts from the bytes' arrival.
+        // A record reaches a source, its telemetry reaches the worker 30 ms later, then a cycle: the age at
+        // the report counts from the bytes' arrival.
         const int64_t received = steadyClockNs();
-        TelemetryRecorder::note(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "x", 1);
+        TelemetryRecorder::note(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "x",
+                                1);
         QTest::qSleep(30);
         worker.setDcsTelemetry(DCSTelemetry());
         worker.onTimout();

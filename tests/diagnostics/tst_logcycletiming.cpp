@@ -36,8 +36,8 @@ qint64 linesIn(const QString &folder, const QByteArray &needle) {
 } // namespace
 
 // The real device cycle on its own thread with its 10 ms timer, the log file installed, and other threads
-// logging as fast as they can, while the cycle itself logs a line every cycle. The log's writing happens on its
-// own thread, so the cycle's interval is the same with and without the storm.
+// logging as fast as they can, while the cycle itself logs a line every cycle. The log's writing happens on
+// its own thread, so the cycle's interval is the same with and without the storm.
 class TestLogCycleTiming : public QObject {
     Q_OBJECT
 
@@ -77,7 +77,8 @@ private slots:
         QThread thread;
         worker->moveToThread(&thread);
         thread.start(QThread::TimeCriticalPriority);
-        QMetaObject::invokeMethod(worker, [worker] { worker->startCycle(); }, Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(
+            worker, [worker] { worker->startCycle(); }, Qt::BlockingQueuedConnection);
 
         // Quiet: the baseline.
         QTest::qWait(2500);
@@ -91,10 +92,12 @@ private slots:
             loggers.emplace_back([&stop, index] {
                 qint64 line = 0;
                 while (!stop.load(std::memory_order_relaxed))
-                    qCWarning(lcStorm, "storm %d line %lld with some words to make it a usual length", index, ++line);
+                    qCWarning(lcStorm, "storm %d line %lld with some words to make it a usual length", index,
+                              ++line);
             });
         QTest::qWait(2500);
-        const CycleIntervals stormy = cycleIntervals(figures->cycleStarts(), steadyClockNs(), 2'000'000'000LL);
+        const CycleIntervals stormy =
+            cycleIntervals(figures->cycleStarts(), steadyClockNs(), 2'000'000'000LL);
         stop = true;
         for (std::thread &logger : loggers)
             logger.join();
@@ -109,7 +112,8 @@ private slots:
         sink.flush();
         qInstallMessageHandler(nullptr);
 
-        qInfo("quiet: %d intervals, median %.2f ms, p99 %.2f ms; storm: %d intervals, median %.2f ms, p99 %.2f ms; "
+        qInfo("quiet: %d intervals, median %.2f ms, p99 %.2f ms; storm: %d intervals, median %.2f ms, p99 "
+              "%.2f ms; "
               "slowest log call on the cycle %.3f ms",
               quiet.count, quiet.medianMs, quiet.p99Ms, stormy.count, stormy.medianMs, stormy.p99Ms,
               double(slowestLogCallNs.load()) / 1e6);
@@ -120,7 +124,8 @@ private slots:
         // 2 s of cycles is 200 intervals; a busy machine may lose a few ticks, never a fifth.
         QVERIFY2(quiet.count >= 160, qPrintable(QString::number(quiet.count)));
         QVERIFY2(stormy.count >= 160, qPrintable(QString::number(stormy.count)));
-        QVERIFY2(stormy.medianMs > 9.0 && stormy.medianMs < 11.0, qPrintable(QString::number(stormy.medianMs)));
+        QVERIFY2(stormy.medianMs > 9.0 && stormy.medianMs < 11.0,
+                 qPrintable(QString::number(stormy.medianMs)));
         QVERIFY2(std::abs(stormy.medianMs - quiet.medianMs) < 1.0,
                  qPrintable(QStringLiteral("%1 against %2").arg(stormy.medianMs).arg(quiet.medianMs)));
         // Writing a line to the disk from the cycle (and waiting for the other threads' lines) costs whole

@@ -26,7 +26,8 @@ private slots:
     void lineFormat() {
         // 2026-11-25 09:05:51.123 UTC
         const qint64 when = QDateTime(QDate(2026, 11, 25), QTime(9, 5, 51, 123), Qt::UTC).toMSecsSinceEpoch();
-        QCOMPARE(LogFileSink::formatLine(QtWarningMsg, "quillar.telemetry.msfs", QStringLiteral("no answer"), when),
+        QCOMPARE(LogFileSink::formatLine(QtWarningMsg, "quillar.telemetry.msfs", QStringLiteral("no answer"),
+                                         when),
                  QByteArray("2026-11-25T09:05:51.123Z warning quillar.telemetry.msfs: no answer\n"));
         QCOMPARE(LogFileSink::formatLine(QtInfoMsg, nullptr, QStringLiteral("two\nlines"), when),
                  QByteArray("2026-11-25T09:05:51.123Z info default: two\\nlines\n"));
@@ -37,9 +38,11 @@ private slots:
         qputenv("XDG_STATE_HOME", "/somewhere/state");
         QCOMPARE(LogFileSink::defaultFolder(), QStringLiteral("/somewhere/state/vortane-quillar"));
         qputenv("XDG_STATE_HOME", "relative/is/ignored");
-        QCOMPARE(LogFileSink::defaultFolder(), QDir::homePath() + QStringLiteral("/.local/state/vortane-quillar"));
+        QCOMPARE(LogFileSink::defaultFolder(),
+                 QDir::homePath() + QStringLiteral("/.local/state/vortane-quillar"));
         qunsetenv("XDG_STATE_HOME");
-        QCOMPARE(LogFileSink::defaultFolder(), QDir::homePath() + QStringLiteral("/.local/state/vortane-quillar"));
+        QCOMPARE(LogFileSink::defaultFolder(),
+                 QDir::homePath() + QStringLiteral("/.local/state/vortane-quillar"));
         if (!before.isNull())
             qputenv("XDG_STATE_HOME", before);
     }
@@ -60,7 +63,8 @@ private slots:
         QCOMPARE(lines.size(), 3); // two lines and the empty rest after the last newline
         QVERIFY2(lines[0].endsWith(" warning quillar.test.sink: first line"), lines[0]);
         QVERIFY2(lines[1].endsWith(" info quillar.test.sink: second 2"), lines[1]);
-        QCOMPARE(lines[0].size(), int(strlen("2026-11-25T09:05:51.123Z warning quillar.test.sink: first line")));
+        QCOMPARE(lines[0].size(),
+                 int(strlen("2026-11-25T09:05:51.123Z warning quillar.test.sink: first line")));
     }
 
     void appendsToWhatIsThere() {
@@ -111,11 +115,13 @@ private slots:
         QVERIFY(blocker.open(QIODevice::WriteOnly));
         blocker.close();
         QStringList errors;
-        LogFileSink sink(dir.filePath(QStringLiteral("state/vortane-quillar")), LogFileSink::DefaultRotateBytes,
-                         LogFileSink::DefaultKeep, [&](const QString &line) { errors << line; });
+        LogFileSink sink(dir.filePath(QStringLiteral("state/vortane-quillar")),
+                         LogFileSink::DefaultRotateBytes, LogFileSink::DefaultKeep,
+                         [&](const QString &line) { errors << line; });
         QVERIFY(!sink.isWriting());
         QCOMPARE(errors.size(), 1);
-        QVERIFY2(errors[0].startsWith(QStringLiteral("quillar: cannot make the log folder ")), qPrintable(errors[0]));
+        QVERIFY2(errors[0].startsWith(QStringLiteral("quillar: cannot make the log folder ")),
+                 qPrintable(errors[0]));
         QVERIFY(errors[0].endsWith(QStringLiteral("; the log goes to standard error only")));
         LogFileSink::install(&sink);
         for (int index = 0; index < 100; ++index)
@@ -133,7 +139,8 @@ private slots:
         LogFileSink sink(dir.path(), 1000, 3, [&](const QString &line) { errors << line; });
         QVERIFY(!sink.isWriting());
         QCOMPARE(errors.size(), 1);
-        QVERIFY2(errors[0].startsWith(QStringLiteral("quillar: cannot write the log file ")), qPrintable(errors[0]));
+        QVERIFY2(errors[0].startsWith(QStringLiteral("quillar: cannot write the log file ")),
+                 qPrintable(errors[0]));
     }
 
     void manyThreadsLoseNoLine() {
@@ -143,7 +150,8 @@ private slots:
         for (int thread = 0; thread < 4; ++thread)
             threads.emplace_back([thread, &sink] {
                 for (int index = 0; index < 2000; ++index)
-                    sink.append(QByteArray("t") + QByteArray::number(thread) + ' ' + QByteArray::number(index) + '\n');
+                    sink.append(QByteArray("t") + QByteArray::number(thread) + ' ' +
+                                QByteArray::number(index) + '\n');
             });
         for (std::thread &thread : threads)
             thread.join();

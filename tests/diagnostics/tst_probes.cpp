@@ -4,8 +4,8 @@
 #include "probes.h"
 
 #include <QElapsedTimer>
-#include <QTemporaryDir>
 #include <QTcpServer>
+#include <QTemporaryDir>
 #include <QUdpSocket>
 #include <QtTest>
 
@@ -53,7 +53,8 @@ private slots:
         QVERIFY(server.listen());
         const ProbeResult result = probeSimConnect(loopback(server.port()));
         QVERIFY2(result.answered, qPrintable(result.detail));
-        QVERIFY2(result.detail.startsWith(QStringLiteral("answered the open in ")), qPrintable(result.detail));
+        QVERIFY2(result.detail.startsWith(QStringLiteral("answered the open in ")),
+                 qPrintable(result.detail));
         QVERIFY(server.clientOpened());
     }
 
@@ -66,7 +67,8 @@ private slots:
         const ProbeResult result = probeSimConnect(loopback(server.port()));
         const qint64 took = clock.elapsed();
         QVERIFY(!result.answered);
-        QCOMPARE(result.detail, QStringLiteral("accepted the connection, but did not answer the open within 1 s"));
+        QCOMPARE(result.detail,
+                 QStringLiteral("accepted the connection, but did not answer the open within 1 s"));
         QVERIFY2(took >= 950 && took < 1500, qPrintable(QString::number(took)));
     }
 

@@ -46,7 +46,8 @@ private slots:
         report.checks = devices(tree) + ports(tree);
         QCOMPARE(report.checks.size(), 6);
         for (const Check &check : report.checks)
-            QVERIFY2(check.verdict == Verdict::Ok, qPrintable(check.name + QStringLiteral(": ") + check.detail));
+            QVERIFY2(check.verdict == Verdict::Ok,
+                     qPrintable(check.name + QStringLiteral(": ") + check.detail));
         QCOMPARE(find(report.checks, Joystick).detail, QStringLiteral("/dev/hidraw3 readable and writable"));
         QCOMPARE(find(report.checks, Rudder).detail, QStringLiteral("/dev/hidraw4 readable and writable"));
         QCOMPARE(find(report.checks, Rule).detail,
@@ -85,9 +86,10 @@ private slots:
         QCOMPARE(joystick.verdict, Verdict::Problem);
         QCOMPARE(joystick.detail, QStringLiteral("/dev/hidraw3 is not readable and writable by you"));
         QCOMPARE(joystick.advice,
-                 QStringLiteral("install the udev rule (sudo install -m 644 /usr/share/vortane-quillar/"
-                                "70-vortane-quillar.rules /etc/udev/rules.d/ && sudo udevadm control --reload-rules), "
-                                "then unplug and re-plug the device"));
+                 QStringLiteral(
+                     "install the udev rule (sudo install -m 644 /usr/share/vortane-quillar/"
+                     "70-vortane-quillar.rules /etc/udev/rules.d/ && sudo udevadm control --reload-rules), "
+                     "then unplug and re-plug the device"));
         QCOMPARE(find(checks, Rudder).verdict, Verdict::Ok);
         QCOMPARE(Report{checks}.exitCode(), 1);
     }
@@ -96,8 +98,9 @@ private slots:
         FakeTree tree;
         tree.plugBoth();
         tree.installRule();
-        tree.process(4321, "steam", QStringLiteral("/home/u/.steam/ubuntu12_32/steam"),
-                     {QStringLiteral("/dev/null"), QStringLiteral("/dev/hidraw4"), QStringLiteral("socket:[77]")});
+        tree.process(
+            4321, "steam", QStringLiteral("/home/u/.steam/ubuntu12_32/steam"),
+            {QStringLiteral("/dev/null"), QStringLiteral("/dev/hidraw4"), QStringLiteral("socket:[77]")});
         const Check rudder = find(devices(tree), Rudder);
         QCOMPARE(rudder.verdict, Verdict::Problem);
         QCOMPARE(rudder.detail, QStringLiteral("/dev/hidraw4 is held open by steam (pid 4321)"));
@@ -165,7 +168,9 @@ private slots:
         const Check dcs = find(checks, Dcs);
         QCOMPARE(dcs.verdict, Verdict::Problem);
         QCOMPARE(dcs.detail, QStringLiteral("held by nc (pid 812)"));
-        QCOMPARE(dcs.advice, QStringLiteral("close nc: while it holds the port, DCS's data does not reach Vortane Quillar"));
+        QCOMPARE(
+            dcs.advice,
+            QStringLiteral("close nc: while it holds the port, DCS's data does not reach Vortane Quillar"));
         QCOMPARE(find(checks, Il2).verdict, Verdict::Ok);
         QCOMPARE(Report{checks}.exitCode(), 1);
     }
@@ -179,7 +184,8 @@ private slots:
         const QList<Check> checks = ports(tree);
         QCOMPARE(find(checks, Il2).verdict, Verdict::Ok);
         QCOMPARE(find(checks, Il2).detail, QStringLiteral("in use by Vortane Quillar, quillar (pid 1500)"));
-        QCOMPARE(find(checks, Condor).detail, QStringLiteral("in use by Vortane Quillar, quillar (pid 1500)"));
+        QCOMPARE(find(checks, Condor).detail,
+                 QStringLiteral("in use by Vortane Quillar, quillar (pid 1500)"));
         QCOMPARE(Report{checks}.exitCode(), 0);
     }
 
@@ -206,7 +212,8 @@ private slots:
 
     void damagedTablesAreSkipped() {
         FakeTree tree;
-        tree.write(QStringLiteral("/proc/net/udp"), "header\n garbage\n 0: 0100007F:ZZZZ 0 0 0 0 0 0 0 1\n\n\x01\x02");
+        tree.write(QStringLiteral("/proc/net/udp"),
+                   "header\n garbage\n 0: 0100007F:ZZZZ 0 0 0 0 0 0 0 1\n\n\x01\x02");
         tree.write(QStringLiteral("/sys/class/hidraw/hidraw1/device/uevent"), QByteArray(5000, 'H'));
         tree.write(QStringLiteral("/sys/bus/usb/devices/usb1/idVendor"), "");
         const QList<Check> checks = ports(tree) + devices(tree);
@@ -216,10 +223,15 @@ private slots:
 
     void reportTextAndExitCode() {
         Report report;
-        report.checks.append({QStringLiteral("devices"), QStringLiteral("joystick"), Verdict::Ok, QStringLiteral("fine"), {}});
+        report.checks.append(
+            {QStringLiteral("devices"), QStringLiteral("joystick"), Verdict::Ok, QStringLiteral("fine"), {}});
         report.checks.append({QStringLiteral("devices"), QStringLiteral("rudder"), Verdict::Warning,
                               QStringLiteral("not found on USB"), QStringLiteral("plug it in")});
-        report.checks.append({QStringLiteral("network"), QStringLiteral("X-Plane"), Verdict::Ok, QStringLiteral("answered"), {}});
+        report.checks.append({QStringLiteral("network"),
+                              QStringLiteral("X-Plane"),
+                              Verdict::Ok,
+                              QStringLiteral("answered"),
+                              {}});
         QCOMPARE(report.exitCode(), 0);
         QCOMPARE(report.text(), QStringLiteral("devices\n"
                                                "  ok       joystick  fine\n"

@@ -16,12 +16,8 @@ class TestTelemetryRing : public QObject {
     Q_OBJECT
 
 private slots:
-    void init() {
-        TelemetryRing::instance().disable();
-    }
-    void cleanup() {
-        TelemetryRing::instance().disable();
-    }
+    void init() { TelemetryRing::instance().disable(); }
+    void cleanup() { TelemetryRing::instance().disable(); }
 
     void offItKeepsNothing() {
         TelemetryRecorder::note(Telemetry::TELEMETRY_SOURCE_DCS, Kind::UdpDatagram, "abc", 3);
@@ -73,7 +69,8 @@ private slots:
         ring.enable();
         const QByteArray big(1024 * 1024, 'x');
         for (int index = 0; index < 40; ++index)
-            ring.append(Telemetry::TELEMETRY_SOURCE_DCS, Kind::UdpDatagram, big.constData(), big.size(), Second + index);
+            ring.append(Telemetry::TELEMETRY_SOURCE_DCS, Kind::UdpDatagram, big.constData(), big.size(),
+                        Second + index);
         QCOMPARE(ring.size(), 32);
         // Nonsense sizes are refused.
         ring.append(Telemetry::TELEMETRY_SOURCE_DCS, Kind::UdpDatagram, big.constData(), -1, 2 * Second);

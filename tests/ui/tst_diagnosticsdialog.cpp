@@ -31,8 +31,8 @@ bool writeFile(const QString &path, const QByteArray &bytes) {
 
 } // namespace
 
-// The Diagnostics window over a fake system, a fake home and simulators that never answer: the report, the live
-// figures, and "Save support bundle…" with its file list and what the archive holds.
+// The Diagnostics window over a fake system, a fake home and simulators that never answer: the report, the
+// live figures, and "Save support bundle…" with its file list and what the archive holds.
 class TestDiagnosticsDialog : public QObject {
     Q_OBJECT
 
@@ -74,8 +74,9 @@ private slots:
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(home + QStringLiteral("/.config")));
         QVERIFY(writeFile(home + QStringLiteral("/.local/state/vortane-quillar/quillar.log"),
                           "2026-11-25T09:00:00.000Z info quillar.ui: started in " + home.toUtf8() + "\n"));
-        QVERIFY(writeFile(home + QStringLiteral("/.local/share/vortane-quillar/effect_profiles/DCS_F-16C_50_firm.json"),
-                          "{\"metadata\": {\"name\": \"firm\"}}\n"));
+        QVERIFY(writeFile(
+            home + QStringLiteral("/.local/share/vortane-quillar/effect_profiles/DCS_F-16C_50_firm.json"),
+            "{\"metadata\": {\"name\": \"firm\"}}\n"));
         QVERIFY(silentTcp.listen(QHostAddress::LocalHost));
         silentTcp.pauseAccepting();
         QVERIFY(silentUdp.bind(QHostAddress::LocalHost, 0));
@@ -96,9 +97,12 @@ private slots:
         TelemetryRing &ring = TelemetryRing::instance();
         ring.enable();
         const int64_t ringNow = TelemetryRing::steadyNs();
-        ring.append(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "a", 1, ringNow - 30 * 1000 * Ms);
-        ring.append(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "b", 1, ringNow - 2000 * Ms);
-        ring.append(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "c", 1, ringNow - 1000 * Ms);
+        ring.append(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "a", 1,
+                    ringNow - 30 * 1000 * Ms);
+        ring.append(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "b", 1,
+                    ringNow - 2000 * Ms);
+        ring.append(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "c", 1,
+                    ringNow - 1000 * Ms);
     }
 
     void opensWithTheReportAndTheLiveFigures() {
@@ -118,8 +122,9 @@ private slots:
         QTreeWidgetItem *joystick = view->topLevelItem(1);
         QCOMPARE(joystick->text(0), QStringLiteral("joystick base 045B:58F9"));
         QCOMPARE(joystick->text(1), QStringLiteral("problem"));
-        QVERIFY(joystick->text(2).startsWith(QStringLiteral("/dev/hidraw3 is not readable and writable by you\n"
-                                                            "What to do: install the udev rule")));
+        QVERIFY(
+            joystick->text(2).startsWith(QStringLiteral("/dev/hidraw3 is not readable and writable by you\n"
+                                                        "What to do: install the udev rule")));
         QCOMPARE(view->topLevelItem(2)->text(1), QStringLiteral("ok"));
         QCOMPARE(dialog.findChild<QLabel *>(QStringLiteral("summary_label"))->text(),
                  QStringLiteral("1 problem found, see below."));
@@ -128,9 +133,11 @@ private slots:
         dialog.refreshLive();
         const QStringList live = dialog.liveText().split(QLatin1Char('\n'));
         QCOMPARE(live.size(), 3);
-        QCOMPARE(live[0], QStringLiteral("Records received in the last 5 s: MSFS 0, DCS 2, IL-2 0, War Thunder 0, "
-                                         "Condor 2 0, X-Plane 0"));
-        QCOMPARE(live[1], QStringLiteral("Device cycle (last 10 s): cycle 10.0 ms p99 10.0 \u00b7 telemetry age 14 ms"));
+        QCOMPARE(live[0],
+                 QStringLiteral("Records received in the last 5 s: MSFS 0, DCS 2, IL-2 0, War Thunder 0, "
+                                "Condor 2 0, X-Plane 0"));
+        QCOMPARE(live[1], QStringLiteral(
+                              "Device cycle (last 10 s): cycle 10.0 ms p99 10.0 \u00b7 telemetry age 14 ms"));
         QCOMPARE(live[2], QStringLiteral("Last device write error: none"));
         dialog.resize(1000, 640);
         QTest::qWait(50);
@@ -156,9 +163,10 @@ private slots:
         dialog.findChild<QPushButton *>(QStringLiteral("save_bundle_button"))->click();
         QCOMPARE(saved.size(), 1);
         QVERIFY(suggested.startsWith(home + QStringLiteral("/quillar-support-")));
-        QCOMPARE(shown, QStringList({"versions.txt", "diagnostics.txt", "setup-status.txt", "logs/quillar.log",
-                                     "profiles/list.txt", "profiles/active/DCS_F-16C_50_firm.json",
-                                     "telemetry-last-60s.qrec", "forces-last-10s.csv"}));
+        QCOMPARE(shown,
+                 QStringList({"versions.txt", "diagnostics.txt", "setup-status.txt", "logs/quillar.log",
+                              "profiles/list.txt", "profiles/active/DCS_F-16C_50_firm.json",
+                              "telemetry-last-60s.qrec", "forces-last-10s.csv"}));
 
         QList<SupportBundle::File> files;
         QString error;
@@ -206,7 +214,8 @@ private slots:
         QString error;
         const QString path = scratch.filePath(QStringLiteral("missing/folder/b.zip"));
         QVERIFY(!dialog.saveBundle(path, &error));
-        QVERIFY2(error.startsWith(QStringLiteral("cannot write the support bundle ") + path), qPrintable(error));
+        QVERIFY2(error.startsWith(QStringLiteral("cannot write the support bundle ") + path),
+                 qPrintable(error));
     }
 };
 
