@@ -27,16 +27,16 @@ public:
         const int64_t arrived = telemetryNs.load(std::memory_order_relaxed);
         reportAgeNs.store(arrived > 0 ? nowNs - arrived : -1, std::memory_order_relaxed);
     }
-    // A rare event, so the text is copied character by character under a sequence number.
+    // A rare event, so the text is copied character by character under a sequence number (odd while it is
+    // being written); every access is sequentially consistent, which keeps the reader's copy whole without
+    // fences.
     void writeFailed(const char *what) {
-        const uint32_t sequence = errorSequence.load(std::memory_order_relaxed);
-        errorSequence.store(sequence + 1, std::memory_order_relaxed);
-        std::atomic_thread_fence(std::memory_order_release);
+        errorSequence.fetch_add(1);
         std::size_t length = 0;
         for (; what[length] != '\0' && length + 1 < errorText.size(); ++length)
-            errorText[length].store(what[length], std::memory_order_relaxed);
-        errorText[length].store('\0', std::memory_order_relaxed);
-        errorSequence.store(sequence + 2, std::memory_order_release);
+            errorText[length].store(what[length]);
+        errorText[length].store('\0');
+        errorSequence.fetch_add(1);
         errorCount.fetch_add(1, std::memory_order_relaxed);
     }
 
@@ -55,18 +55,17 @@ public:
     uint64_t writeErrors() const { return errorCount.load(std::memory_order_relaxed); }
     std::string lastWriteError() const {
         for (;;) {
-            const uint32_t before = errorSequence.load(std::memory_order_acquire);
+            const uint32_t before = errorSequence.load();
             if (before & 1u)
                 continue;
             std::string text;
             for (const auto &character : errorText) {
-                const char value = character.load(std::memory_order_relaxed);
+                const char value = character.load();
                 if (value == '\0')
                     break;
                 text += value;
             }
-            std::atomic_thread_fence(std::memory_order_acquire);
-            if (errorSequence.load(std::memory_order_relaxed) == before)
+            if (errorSequence.load() == before)
                 return text;
         }
     }

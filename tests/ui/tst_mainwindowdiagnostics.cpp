@@ -22,8 +22,8 @@ quint16 refusingPort() {
 }
 } // namespace
 
-// The Diagnostics entry in the main window: its button beside "Simulator set-up…", the dialog it opens with the
-// report, and the cycle's figures heading the Forces view while the worker runs.
+// The Diagnostics entry in the main window: its button beside "Simulator set-up…", the dialog it opens with
+// the report, and the cycle's figures heading the Forces view while the worker runs.
 class TestMainWindowDiagnostics : public QObject {
     Q_OBJECT
 
@@ -71,7 +71,8 @@ private slots:
         button->click();
         QCOMPARE(window.findChildren<DiagnosticsDialog *>().size(), 1);
         // The live figures of the running worker.
-        QTRY_VERIFY_WITH_TIMEOUT((dialog->refreshLive(), dialog->liveText().contains(QStringLiteral("cycle 1"))), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (dialog->refreshLive(), dialog->liveText().contains(QStringLiteral("cycle 1"))), 5000);
         QVERIFY(dialog->liveText().contains(QStringLiteral("Last device write error: none")));
     }
 
