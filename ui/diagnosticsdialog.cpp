@@ -109,9 +109,10 @@ DiagnosticsDialog::DiagnosticsDialog(Sources given, QWidget *parent)
 }
 
 DiagnosticsDialog::~DiagnosticsDialog() {
-    // The checks hold no pointer into the dialog: a run still going finishes on its own and is dropped, so
-    // closing never waits for a simulator's second.
+    // A run still going reads what the caller handed in (a system view, the settings), so it is waited for: at
+    // most the few seconds of probes that the doctor allows.
     watcher.disconnect(this);
+    watcher.waitForFinished();
 }
 
 void DiagnosticsDialog::runChecks() {

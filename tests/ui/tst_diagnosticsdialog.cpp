@@ -66,6 +66,20 @@ class TestDiagnosticsDialog : public QObject {
             QVERIFY(widget.grab().save(QDir(folder).filePath(name)));
     }
 
+    // Three DCS datagrams: 30 s, 2 s and 1 s ago.
+    static void fillRing() {
+        TelemetryRing &ring = TelemetryRing::instance();
+        ring.enable();
+        ring.clear();
+        const int64_t ringNow = TelemetryRing::steadyNs();
+        ring.append(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "a", 1,
+                    ringNow - 30 * 1000 * Ms);
+        ring.append(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "b", 1,
+                    ringNow - 2000 * Ms);
+        ring.append(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "c", 1,
+                    ringNow - 1000 * Ms);
+    }
+
 private slots:
     void initTestCase() {
         home = scratch.filePath(QStringLiteral("home/pilot"));
@@ -94,15 +108,6 @@ private slots:
         figures->telemetryArrived(now - 20 * Ms);
         figures->reported(now - 6 * Ms);
 
-        TelemetryRing &ring = TelemetryRing::instance();
-        ring.enable();
-        const int64_t ringNow = TelemetryRing::steadyNs();
-        ring.append(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "a", 1,
-                    ringNow - 30 * 1000 * Ms);
-        ring.append(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "b", 1,
-                    ringNow - 2000 * Ms);
-        ring.append(Telemetry::TELEMETRY_SOURCE_DCS, TelemetryRecording::Kind::UdpDatagram, "c", 1,
-                    ringNow - 1000 * Ms);
     }
 
     void opensWithTheReportAndTheLiveFigures() {
@@ -130,6 +135,7 @@ private slots:
                  QStringLiteral("1 problem found, see below."));
         QCOMPARE(report.exitCode(), 1);
 
+        fillRing();
         dialog.refreshLive();
         const QStringList live = dialog.liveText().split(QLatin1Char('\n'));
         QCOMPARE(live.size(), 3);
@@ -160,6 +166,7 @@ private slots:
             return path;
         });
         QSignalSpy saved(&dialog, &DiagnosticsDialog::bundleSaved);
+        fillRing();
         dialog.findChild<QPushButton *>(QStringLiteral("save_bundle_button"))->click();
         QCOMPARE(saved.size(), 1);
         QVERIFY(suggested.startsWith(home + QStringLiteral("/quillar-support-")));
