@@ -80,7 +80,17 @@ struct DoctorArguments {
     QString bundle;
     bool homeGiven = false;
     bool bundleGiven = false;
+    bool help = false;
 };
+
+const char *const HelpText =
+    "Usage: quillar-setup doctor [--home DIR] [--bundle FILE]\n"
+    "Checks why Vortane Quillar might do nothing: the devices, their udev rule and permissions, the telemetry\n"
+    "ports, each simulator's set-up, and whether MSFS, X-Plane and War Thunder answer (1 s each).\n"
+    "  --home DIR      look for the simulators under DIR instead of $HOME\n"
+    "  --bundle FILE   also write a support bundle (FILE.zip: zip, otherwise tar.gz)\n"
+    "Exit status: 0 no problem found (warnings allowed), 1 a problem found, 2 bad arguments or a bundle that\n"
+    "could not be written.\n";
 
 // The doctor's own few options, read by hand: the tool's parser belongs to the set-up commands.
 bool readArguments(const QStringList &arguments, DoctorArguments &result, QString &problem) {
@@ -98,7 +108,9 @@ bool readArguments(const QStringList &arguments, DoctorArguments &result, QStrin
             given = true;
             return true;
         };
-        if (argument == QLatin1String("--bundle") || argument.startsWith(QLatin1String("--bundle="))) {
+        if (argument == QLatin1String("--help") || argument == QLatin1String("-h")) {
+            result.help = true;
+        } else if (argument == QLatin1String("--bundle") || argument.startsWith(QLatin1String("--bundle="))) {
             if (!value(QStringLiteral("--bundle"), result.bundle, result.bundleGiven))
                 return false;
         } else if (argument == QLatin1String("--home") || argument.startsWith(QLatin1String("--home="))) {
@@ -158,6 +170,11 @@ int runDoctorCommand(const QStringList &arguments, QTextStream &out, QTextStream
     QString problem;
     if (!readArguments(arguments, parsed, problem))
         return usage(err, problem);
+    if (parsed.help) {
+        out << HelpText;
+        out.flush();
+        return 0;
+    }
     const QString home = parsed.homeGiven ? parsed.home : QDir::homePath();
     if (home.isEmpty() || !QFileInfo(home).isDir())
         return usage(err, QStringLiteral("no folder \"%1\"").arg(home));

@@ -233,6 +233,12 @@ private slots:
                  QByteArray("quillar-setup: unknown option \"--frobnicate\"\n"
                             "Usage: quillar-setup doctor [--home DIR] [--bundle FILE]\n"));
 
+        process.start(QStringLiteral(QUILLAR_SETUP_TOOL), {QStringLiteral("doctor"), QStringLiteral("--help")});
+        QVERIFY(process.waitForFinished(30000));
+        QCOMPARE(process.exitCode(), 0);
+        QVERIFY(process.readAllStandardOutput().startsWith(
+            "Usage: quillar-setup doctor [--home DIR] [--bundle FILE]\nChecks why Vortane Quillar might do nothing"));
+
         const QString path = scratch.filePath(QStringLiteral("missing/bundle.zip"));
         process.start(QStringLiteral(QUILLAR_SETUP_TOOL), {QStringLiteral("doctor"), QStringLiteral("--home"),
                                                            home, QStringLiteral("--bundle"), path});
