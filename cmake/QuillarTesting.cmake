@@ -14,5 +14,6 @@ function(quillar_add_test name)
     set_tests_properties(${name} PROPERTIES
         LABELS "${ARG_LABELS}"
         TIMEOUT ${ARG_TIMEOUT}
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ASAN_OPTIONS=detect_leaks=0")
+        # The program's log file goes to the build tree, never to the home folder of whoever runs the tests.
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ASAN_OPTIONS=detect_leaks=0;XDG_STATE_HOME=${PROJECT_BINARY_DIR}/test-state")
 endfunction()

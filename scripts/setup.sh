@@ -5,7 +5,7 @@ set -euo pipefail
 
 QUILLAR_ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 
-quillar_packages=(cmake ninja-build g++ pkg-config qt6-base-dev libhidapi-dev libgl-dev lua5.4 python3 lua5.1)
+quillar_packages=(cmake ninja-build g++ pkg-config qt6-base-dev libhidapi-dev libgl-dev lua5.4 python3 lua5.1 libarchive-dev)
 
 quillar_install_missing() {
     local missing=()

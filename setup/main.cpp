@@ -1,3 +1,4 @@
+#include "doctor.h"
 #include "setupengine.h"
 #include "setuptool.h"
 
@@ -11,6 +12,10 @@ int main(int argc, char *argv[]) {
     QCoreApplication::setApplicationVersion(QStringLiteral(QUILLAR_VERSION));
     QTextStream out(stdout);
     QTextStream err(stderr);
+    // `quillar-setup doctor`: the checks of the Diagnostics window, in the terminal.
+    if (const QStringList arguments = QCoreApplication::arguments();
+        arguments.size() > 1 && arguments.at(1) == QLatin1String("doctor"))
+        return Diagnostics::runDoctorCommand(arguments, out, err, QuillarSetup::dcsScriptFromResource());
     return QuillarSetup::runSetupTool(QCoreApplication::arguments(), out, err,
                                       QuillarSetup::dcsScriptFromResource());
 }

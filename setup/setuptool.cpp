@@ -36,8 +36,9 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
     parser.addOption(dryRun);
     parser.addPositionalArgument(
         QStringLiteral("command"),
-        QStringLiteral("status: what is set up; install: set up; remove: undo the set-up."),
-        QStringLiteral("status|install|remove"));
+        QStringLiteral("status: what is set up; install: set up; remove: undo the set-up; doctor: why the "
+                       "program might do nothing (see 'quillar-setup doctor --help')."),
+        QStringLiteral("status|install|remove|doctor"));
     parser.addPositionalArgument(QStringLiteral("SIM"),
                                  QStringLiteral("The simulators to look at (default: all)."),
                                  QStringLiteral("[SIM...]"));
@@ -45,6 +46,7 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
     auto usageError = [&](const QString &message) {
         err << "quillar-setup: " << message << "\n"
             << "Usage: quillar-setup [--home DIR] [--dry-run] status|install|remove [SIM...]\n"
+            << "       quillar-setup doctor [--home DIR] [--bundle FILE]\n"
             << "Try 'quillar-setup --help' for more.\n";
         err.flush();
         return 2;
@@ -64,7 +66,7 @@ int runSetupTool(const QStringList &arguments, QTextStream &out, QTextStream &er
     }
     QStringList positional = parser.positionalArguments();
     if (positional.isEmpty()) {
-        return usageError(QStringLiteral("a command is needed: status, install or remove"));
+        return usageError(QStringLiteral("a command is needed: status, install, remove or doctor"));
     }
     const QString command = positional.takeFirst();
     if (command != QLatin1String("status") && command != QLatin1String("install") &&

@@ -211,7 +211,8 @@ void TelemetryRecorder::flush() {
 }
 
 void TelemetryRecorder::noteReply(Telemetry::Source source, QNetworkReply *reply) {
-    if (!instance().recording.load(std::memory_order_relaxed) || !reply || reply->error() != QNetworkReply::NoError)
+    if ((!instance().recording.load(std::memory_order_relaxed) && !TelemetryRing::instance().isEnabled()) || !reply ||
+        reply->error() != QNetworkReply::NoError)
         return;
     const QByteArray body = reply->peek(reply->bytesAvailable());
     note(source, TelemetryRecording::Kind::HttpBody, body.constData(), body.size());

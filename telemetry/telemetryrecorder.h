@@ -2,6 +2,7 @@
 
 #include "telemetry.h"
 #include "telemetryrecording.h"
+#include "telemetryring.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -60,6 +61,7 @@ public:
     static void ignoreBrokenPipes();
 
     static void note(Telemetry::Source source, TelemetryRecording::Kind kind, const char *data, qint64 size) {
+        TelemetryRing::note(source, kind, data, size); // the last minute, for the support bundle
         TelemetryRecorder &recorder = instance();
         if (recorder.recording.load(std::memory_order_relaxed))
             recorder.enqueue(source, kind, data, size);

@@ -4,8 +4,12 @@
 #include "aircraftfactschannel.h"
 #include "classtemplatebar.h"
 #include "classtemplatesetting.h"
+#include "cyclefigureslabel.h"
+#include "diagnosticsdialog.h"
 #include "forcescopeview.h"
 #include "mainbackgroundthread.h"
+#include "profilestore.h"
+#include "setupengine.h"
 #include "simulatorsetupdialog.h"
 #include "statuswidget.h"
 #include "threeaxiseffectswidget.h"
@@ -16,6 +20,7 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QDockWidget>
+#include <QFile>
 #include <QMessageBox>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -23,6 +28,8 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QStatusBar>
+#include <QTemporaryDir>
+#include <QVBoxLayout>
 #include <QThread>
 #include <QTimer>
 #include <QToolButton>
@@ -48,6 +55,7 @@ MainWindow::MainWindow(const UpdateCheck::Endpoint &updateEndpoint, QWidget *par
     connectPanels();
     addSimulatorSetupEntry();
     addForcesView();
+    addDiagnosticsEntry();
     addClassTemplateBar();
 
     // Both fire once the event loop runs, so startCycle runs in the worker's own thread.
@@ -184,6 +192,60 @@ void MainWindow::addClassTemplateBar() {
     connect(check, &QCheckBox::toggled, this, [this, settingsPath](bool on) {
         ClassTemplateSetting::write(settingsPath, on);
         templateBar->setUseClassTemplate(on);
+    });
+}
+
+void MainWindow::addDiagnosticsEntry() {
+    // Never deleted, like the worker that keeps writing it.
+    auto *figures = new CycleFigures();
+    worker->setCycleFigures(figures);
+
+    // The Forces view gets the cycle's figures as its header.
+    auto *view = forcesDock->findChild<ForceScopeView *>(QStringLiteral("forces_view"));
+    auto *panel = new QWidget(forcesDock);
+    panel->setObjectName(QStringLiteral("forces_panel"));
+    auto *layout = new QVBoxLayout(panel);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(2);
+    auto *header = new CycleFiguresLabel(figures, panel);
+    header->setContentsMargins(6, 2, 6, 0);
+    layout->addWidget(header);
+    layout->addWidget(view, 1);
+    forcesDock->setWidget(panel);
+    forcesDock->resize(view->width(), view->height() + header->sizeHint().height() + 2);
+
+    // Beside "Simulator set-up…" in the status bar.
+    auto *button = new QPushButton(tr("Diagnostics…"), ui->statusbar);
+    button->setObjectName(QStringLiteral("diagnostics_button"));
+    button->setFlat(true);
+    ui->statusbar->addPermanentWidget(button);
+    connect(button, &QPushButton::clicked, this, [this, figures, view] {
+        if (!diagnosticsDialog) {
+            DiagnosticsDialog::Sources sources;
+            sources.setting = Diagnostics::DoctorSetting::forHome(QDir::homePath(),
+                                                                   QuillarSetup::dcsScriptFromResource());
+            // The program's own working folder is where its SimConnect.cfg and profiles are looked for.
+            sources.setting.workingFolder = QDir::currentPath();
+            sources.setting.targets.simConnect =
+                Diagnostics::simConnectEndpoints(QDir::currentPath(), sources.setting.dataFolder());
+            sources.figures = figures;
+            sources.activeProfile = [this] {
+                return ProfileStore::fileNameFor(ui->effect_settings_widget->currentProfile().metadata);
+            };
+            sources.forcesCsv = [view] {
+                QTemporaryDir scratch;
+                const QString path = scratch.filePath(QStringLiteral("forces.csv"));
+                if (!scratch.isValid() || !view->exportCsv(path))
+                    return QByteArray();
+                QFile file(path);
+                return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+            };
+            diagnosticsDialog = new DiagnosticsDialog(std::move(sources), this);
+            diagnosticsDialog->setAttribute(Qt::WA_DeleteOnClose);
+        }
+        diagnosticsDialog->show();
+        diagnosticsDialog->raise();
+        diagnosticsDialog->activateWindow();
     });
 }
 

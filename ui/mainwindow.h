@@ -20,6 +20,7 @@ class QNetworkAccessManager;
 class QNetworkReply;
 class QNetworkRequest;
 class SimulatorSetupDialog;
+class DiagnosticsDialog;
 
 // The program's one window: the profile and effect editor, the status panel, the background worker they
 // talk to, and the start-up update check.
@@ -55,6 +56,7 @@ private:
     void addSimulatorSetupEntry();
     void addForcesView();
     void addClassTemplateBar();
+    void addDiagnosticsEntry();
     void startUpdateCheck();
     void updateCheckFinished();
 
@@ -69,4 +71,5 @@ private:
     QPointer<SimulatorSetupDialog> setupDialog; // one at a time; it deletes itself when closed
     QDockWidget *forcesDock = nullptr;
     ClassTemplateBar *templateBar = nullptr;
+    QPointer<DiagnosticsDialog> diagnosticsDialog; // one at a time; it deletes itself when closed
 };

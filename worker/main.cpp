@@ -1,7 +1,9 @@
 #include "commandline.h"
 #include "demoprofile.h"
+#include "logfilesink.h"
 #include "mainwindow.h"
 #include "telemetryrecorder.h"
+#include "telemetryring.h"
 #include "terminationsignals.h"
 
 #include <QApplication>
@@ -25,12 +27,20 @@ int main(int argc, char *argv[]) {
         return 0;
     }
 
+    // Every log line also goes to the log file (docs/troubleshooting.md), from the first one on. Never deleted:
+    // threads still running at the end may log until the process is gone.
+    auto *logFile = new LogFileSink(LogFileSink::defaultFolder());
+    LogFileSink::install(logFile);
+    // The last minute of telemetry, for the Diagnostics window's support bundle.
+    TelemetryRing::instance().enable();
+
     // --record FILE: everything the simulators send is also written to FILE (docs/recordings.md). A file that
     // cannot be made ends the program before any window system is touched.
     if (!request.recordPath.isEmpty()) {
         QString error;
         if (!TelemetryRecorder::instance().start(request.recordPath, &error)) {
             QTextStream(stderr) << "quillar: " << error << '\n';
+            logFile->flush();
             return CommandLineUsageExitCode;
         }
     }
@@ -51,5 +61,6 @@ int main(int argc, char *argv[]) {
     TelemetryRecorder::instance().stop();
     // The workers and their threads are left running on purpose: the process simply ends.
     delete window;
+    logFile->flush();
     return exitCode;
 }

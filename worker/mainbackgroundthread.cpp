@@ -4,10 +4,12 @@
 #include "forcepipeline.h"
 #include "hidreports.h"
 #include "sourceforcecalculators.h"
+#include "telemetryring.h"
 #include "telemetrythread.h"
 
 #include <QThread>
 #include <QTimer>
+#include <chrono>
 #include <cmath>
 
 namespace {
@@ -27,6 +29,11 @@ HidReports::DirectControlSlot directControlSlot(const AxisForces &forces, const 
     slot.dynamicDamping = damping.dynamicDamping;
     slot.axisOffset = axisOffset;
     return slot;
+}
+
+int64_t steadyNs() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
 }
 
 } // namespace
@@ -84,6 +91,24 @@ void MainBackgroundThread::startCycle() {
     cycleTimer->start(CyclePeriodMs);
     runClock.start();
     transitionClock.start();
+}
+
+void MainBackgroundThread::setCycleFigures(CycleFigures *figures) {
+    const bool first = !cycleFigures;
+    cycleFigures = figures;
+    // Every source's record passes through telemetryChanged, so its arrival is noted in one place: as the time
+    // its bytes reached the source, so the age at the report includes the hop between the threads.
+    if (first && figures)
+        connect(
+            this, &MainBackgroundThread::telemetryChanged, this,
+            [this] {
+                if (!cycleFigures)
+                    return;
+                const int64_t now = steadyNs();
+                const int64_t received = TelemetryRing::lastArrivalNs();
+                cycleFigures->telemetryArrived(received > 0 && received <= now ? received : now);
+            },
+            Qt::DirectConnection);
 }
 
 int64_t MainBackgroundThread::now() const {
@@ -204,6 +229,8 @@ Forces MainBackgroundThread::calculateForces(PositionInput positions) {
 }
 
 void MainBackgroundThread::onTimout() {
+    if (cycleFigures)
+        cycleFigures->cycleStarted(steadyNs());
     PositionInput position;
     PositionInput offset;
 
@@ -244,6 +271,8 @@ void MainBackgroundThread::onTimout() {
 
     writeJoystickDirectControl(forces);
     writeRudderDirectControl(forces);
+    if (cycleFigures)
+        cycleFigures->reported(steadyNs());
 }
 
 void MainBackgroundThread::publishToScope(const Forces &forces) {
@@ -300,8 +329,9 @@ void MainBackgroundThread::writeJoystickDirectControl(Forces forces) {
     const HidReports::Buffer report = HidReports::directControlReport(
         directControlSlot(forces[0], settings.axes[0].smartDamper, axisOffsets[0]),
         directControlSlot(forces[1], settings.axes[1].smartDamper, axisOffsets[1]));
-    // Fire and forget: a failed write neither closes the device nor is reported.
-    hid_write(joystick, report.data(), report.size());
+    // Fire and forget: a failed write neither closes the device nor is logged; the Diagnostics window shows it.
+    if (hid_write(joystick, report.data(), report.size()) < 0 && cycleFigures)
+        cycleFigures->writeFailed("joystick: a force report could not be written");
 }
 
 void MainBackgroundThread::writeJoystickDirectXOverride(DirectXOverrideTypeDef values) {
@@ -348,7 +378,8 @@ void MainBackgroundThread::writeRudderDirectControl(Forces forces) {
     const HidReports::Buffer report =
         HidReports::directControlReport(directControlSlot(forces[2], settings.axes[2].smartDamper, axisOffsets[2]),
                                         HidReports::DirectControlSlot{});
-    hid_write(rudder, report.data(), report.size());
+    if (hid_write(rudder, report.data(), report.size()) < 0 && cycleFigures)
+        cycleFigures->writeFailed("rudder: a force report could not be written");
 }
 
 void MainBackgroundThread::writeRudderDirectXOverride(DirectXOverrideTypeDef values) {

@@ -2,6 +2,7 @@
 
 #include "devicerecords.h"
 #include "effectsprofile.h"
+#include "cyclefigures.h"
 #include "forcescope.h"
 #include "forcesrecord.h"
 #include "monotonicclock.h"
@@ -38,6 +39,9 @@ public:
     // Every cycle's forces and telemetry also go into `ring` (none: null), for the force scope to read.
     // Set before the worker moves to its thread; a plain member, so the meta-object stays as it is.
     void setForceScope(ForceScopeRing *ring) { forceScope = ring; }
+    // Each cycle's start, the telemetry's age at the report and failed writes also go into `figures` (none:
+    // null), for the Diagnostics window. Set before the worker moves to its thread, like the force scope.
+    void setCycleFigures(CycleFigures *figures);
 
 signals:
     void telemetryChanged(Telemetry telemetry);
@@ -106,4 +110,5 @@ private:
     TelemetryForceCalculator *calculators[Telemetry::SourceCount] = {}; // index n: source n; 0 unused
     TelemetryThread *telemetryThread = nullptr;
     ForceScopeRing *forceScope = nullptr;
+    CycleFigures *cycleFigures = nullptr;
 };

@@ -212,7 +212,7 @@ private slots:
     void badArguments_data() {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("message");
-        QTest::newRow("no command") << QStringList() << "a command is needed: status, install or remove";
+        QTest::newRow("no command") << QStringList() << "a command is needed: status, install, remove or doctor";
         QTest::newRow("unknown command") << QStringList{"setup"} << "unknown command \"setup\"";
         QTest::newRow("unknown simulator")
             << QStringList{"install", "falcon"} << "unknown simulator \"falcon\"";
@@ -705,6 +705,8 @@ private slots:
         QVERIFY(help.startsWith("Usage: "));
         QVERIFY(help.contains("--dry-run"));
         QVERIFY(help.contains("--home <dir>"));
+        QVERIFY(help.contains("status|install|remove|doctor"));
+        QVERIFY(help.contains("quillar-setup doctor --help"));
 
         tool.start(QStringLiteral(QUILLAR_SETUP_TOOL), {QStringLiteral("frobnicate")});
         QVERIFY(tool.waitForFinished(30000));
