@@ -14,6 +14,8 @@ function(quillar_add_test name)
     set_tests_properties(${name} PROPERTIES
         LABELS "${ARG_LABELS}"
         TIMEOUT ${ARG_TIMEOUT}
-        # The program's log file goes to the build tree, never to the home folder of whoever runs the tests.
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ASAN_OPTIONS=detect_leaks=0;XDG_STATE_HOME=${PROJECT_BINARY_DIR}/test-state")
+        # The program's log file, settings and SimConnect.cfg are looked for in the build tree, never in the
+        # home folder of whoever runs the tests: a user's own quillar.conf or SimConnect.cfg must not change a
+        # test's outcome, and no test may write there.
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ASAN_OPTIONS=detect_leaks=0;XDG_STATE_HOME=${PROJECT_BINARY_DIR}/test-state;XDG_DATA_HOME=${PROJECT_BINARY_DIR}/test-data;XDG_CONFIG_HOME=${PROJECT_BINARY_DIR}/test-config")
 endfunction()
