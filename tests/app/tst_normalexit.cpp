@@ -90,10 +90,18 @@ private slots:
             QVERIFY2(!output.contains(report), output.constData());
 
         QList<QByteArray> closing;
+        QList<QByteArray> appIds;
         for (const QByteArray &line : readAll(closeLog).split('\n')) {
             if (line.contains(" closing "))
                 closing << line;
+            if (line.contains(" app-id "))
+                appIds << line.mid(line.indexOf(" app-id ") + 8);
         }
+        // The window's app id names the installed desktop entry, vortane-quillar.desktop, so a Wayland desktop
+        // shows the program's own name and icon for it.
+        QCOMPARE(appIds, QList<QByteArray>{"vortane-quillar"});
+        QVERIFY(QFile::exists(QStringLiteral(QUILLAR_SOURCE_DIR "/packaging/linux/") + appIds.value(0) +
+                              QStringLiteral(".desktop.in")));
         QCOMPARE(closing.size(), 1);
         QVERIFY2(closing[0].endsWith(" closing MainWindow"), closing[0].constData());
         const qint64 closedAt = closing[0].split(' ').first().toLongLong();

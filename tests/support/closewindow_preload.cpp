@@ -5,7 +5,8 @@
 //   QUILLAR_CLOSE_REQUEST   file whose appearance asks for the close (required; without it nothing runs)
 //   QUILLAR_CLOSE_LOG       file that gets one line when the close is asked for (required)
 //
-// Log line, CLOCK_MONOTONIC microseconds like the hidapi double's logs:
+// Log lines, CLOCK_MONOTONIC microseconds like the hidapi double's logs:
+//   <µs> app-id <the application's desktop file name, which Wayland names its windows by>
 //   <µs> closing <class name of the window's widget>
 
 #include "preloadwidgets.h"
@@ -14,6 +15,7 @@
 #include <QCloseEvent>
 #include <QCoreApplication>
 #include <QFile>
+#include <QGuiApplication>
 #include <QTimer>
 #include <QWidget>
 #include <QWindow>
@@ -39,6 +41,8 @@ private:
             if (!widget->isVisible() || !widget->windowHandle())
                 continue;
             timer->stop();
+            log.write(QByteArray::number(monotonicMicros()) + " app-id " +
+                      QGuiApplication::desktopFileName().toUtf8() + '\n');
             log.write(QByteArray::number(monotonicMicros()) + " closing " + widget->metaObject()->className() +
                       '\n');
             // What the platform delivers for the title bar's close button.
