@@ -18,12 +18,15 @@ void cruise(FakeXPlane &xplane) {
     xplane.setAircraftName("King Air C90B");
 }
 
+// The lines of X-Plane 12.1's own DataRefs.txt for the three class datarefs and the weight whose unit they share.
 QList<QByteArray> referenceLines() {
+    const QList<QByteArray> wanted{"sim/aircraft/prop/acf_en_type", "sim/aircraft/weight/acf_m_max",
+                                   "sim/flightmodel/weight/m_total", "sim/aircraft2/metadata/is_helicopter"};
     QFile file(QStringLiteral(QUILLAR_XPLANE_CLASS_DATAREFS));
     QList<QByteArray> lines;
     if (file.open(QIODevice::ReadOnly))
         for (const QByteArray &line : file.readAll().split('\n'))
-            if (!line.startsWith('#') && !line.isEmpty())
+            if (wanted.contains(line.left(line.indexOf('\t'))))
                 lines << line;
     return lines;
 }
