@@ -2,6 +2,7 @@
 #include "httpstub.h"
 #include "mainbackgroundthread.h"
 #include "mainwindow.h"
+#include "refusingport.h"
 #include "scratchworkingdirectory.h"
 #include "signalrecorder.h"
 #include "simulatorsetupdialog.h"
@@ -84,13 +85,6 @@ float floatAt(const std::vector<unsigned char> &bytes, int offset) {
     return value;
 }
 
-quint16 refusingPort() {
-    QTcpServer server;
-    server.listen(QHostAddress(QHostAddress::LocalHost), 0);
-    const quint16 port = server.serverPort();
-    server.close();
-    return port;
-}
 } // namespace
 
 // Catches what the window hands to the system's browser.

@@ -2,6 +2,7 @@
 #include "diagnosticsdialog.h"
 #include "forcescopeview.h"
 #include "mainwindow.h"
+#include "refusingport.h"
 #include "scratchworkingdirectory.h"
 
 #include <QDockWidget>
@@ -11,16 +12,6 @@
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QtTest>
-
-namespace {
-quint16 refusingPort() {
-    QTcpServer server;
-    server.listen(QHostAddress(QHostAddress::LocalHost), 0);
-    const quint16 port = server.serverPort();
-    server.close();
-    return port;
-}
-} // namespace
 
 // The Diagnostics entry in the main window: its button beside "Simulator set-up…", the dialog it opens with
 // the report, and the cycle's figures heading the Forces view while the worker runs.

@@ -2,6 +2,7 @@
 #include "forcescopeview.h"
 #include "mainbackgroundthread.h"
 #include "mainwindow.h"
+#include "refusingport.h"
 #include "scratchworkingdirectory.h"
 
 #include <QDockWidget>
@@ -11,16 +12,6 @@
 #include <QTcpServer>
 #include <QToolButton>
 #include <QtTest>
-
-namespace {
-quint16 refusingPort() {
-    QTcpServer server;
-    server.listen(QHostAddress(QHostAddress::LocalHost), 0);
-    const quint16 port = server.serverPort();
-    server.close();
-    return port;
-}
-} // namespace
 
 // The Forces view in the main window: beside the specified form, fed by the running worker, reading only while
 // it is open.
